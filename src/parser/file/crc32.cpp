@@ -1,0 +1,73 @@
+#include "parser/file/crc32.h"
+
+#include <array>
+#include <cstring>
+
+#if defined(__aarch64__) && defined(__ARM_FEATURE_CRC32)
+#include <arm_acle.h>
+#endif
+
+namespace ParameterCrc32 {
+namespace {
+
+constexpr uint32_t kPolynomial = 0xEDB88320u;
+
+// Slicing-by-8 tables: table[k][b] is the CRC of byte b followed by k zero bytes.
+using Tables = std::array<std::array<uint32_t, 256>, 8>;
+
+constexpr Tables MakeTables() {
+    Tables tables{};
+    for (uint32_t b = 0; b < 256; ++b) {
+        uint32_t crc = b;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1u) != 0 ? (crc >> 1) ^ kPolynomial : crc >> 1;
+        }
+        tables[0][b] = crc;
+    }
+    for (uint32_t b = 0; b < 256; ++b) {
+        for (size_t k = 1; k < 8; ++k) {
+            uint32_t previous = tables[k - 1][b];
+            tables[k][b] = (previous >> 8) ^ tables[0][previous & 0xFFu];
+        }
+    }
+    return tables;
+}
+
+constexpr Tables kTables = MakeTables();
+
+inline uint32_t LoadLittleEndian32(const uint8_t* p) {
+    return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
+           static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
+}
+
+}  // namespace
+
+uint32_t Compute(const uint8_t* pData, size_t length) {
+    uint32_t crc = 0xFFFFFFFFu;
+#if defined(__aarch64__) && defined(__ARM_FEATURE_CRC32)
+    // The CPU's CRC32 instructions use this very polynomial.
+    for (; length >= 8; pData += 8, length -= 8) {
+        uint64_t word;
+        std::memcpy(&word, pData, sizeof(word));
+        crc = __crc32d(crc, word);
+    }
+    for (; length > 0; ++pData, --length) {
+        crc = __crc32b(crc, *pData);
+    }
+#else
+    for (; length >= 8; pData += 8, length -= 8) {
+        uint32_t low = crc ^ LoadLittleEndian32(pData);
+        uint32_t high = LoadLittleEndian32(pData + 4);
+        crc = kTables[7][low & 0xFFu] ^ kTables[6][(low >> 8) & 0xFFu] ^
+              kTables[5][(low >> 16) & 0xFFu] ^ kTables[4][low >> 24] ^
+              kTables[3][high & 0xFFu] ^ kTables[2][(high >> 8) & 0xFFu] ^
+              kTables[1][(high >> 16) & 0xFFu] ^ kTables[0][high >> 24];
+    }
+    for (; length > 0; ++pData, --length) {
+        crc = kTables[0][(crc ^ *pData) & 0xFFu] ^ (crc >> 8);
+    }
+#endif
+    return ~crc;
+}
+
+}  // namespace ParameterCrc32
