@@ -24,12 +24,12 @@ constexpr size_t kLineSize = 4096;
 
 void LogSystem(uint64_t group, const char* pLevel, uint32_t levelIndex, const char* pFormat, ...) {
     char line[kLineSize];
-    va_list args;
-    va_start(args, pFormat);
-    int length = std::vsnprintf(line, sizeof(line), pFormat != nullptr ? pFormat : "", args);
-    va_end(args);
-    if (length < 0) {
-        line[0] = '\0';
+    line[0] = '\0';
+    if (pFormat != nullptr) {
+        va_list args;
+        va_start(args, pFormat);
+        std::vsnprintf(line, sizeof(line), pFormat, args);
+        va_end(args);
     }
 
     std::lock_guard<std::mutex> guard(g_sinkLock);
