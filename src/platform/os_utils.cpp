@@ -41,7 +41,7 @@ void* LibGetAddr(void* pHandle, const char* pSymbol) {
 const char* AddSoctoPath(const char* pPath) {
     thread_local char buffer[kPathSize];
     const char* pRoot = std::getenv("ZYRA_SYSROOT");
-    if (pPath == nullptr || pRoot == nullptr || pRoot[0] == '\0') {
+    if (pPath == nullptr || pPath[0] != '/' || pRoot == nullptr || pRoot[0] == '\0') {
         return pPath;
     }
     SNPrintF(buffer, sizeof(buffer), "%s%s", pRoot, pPath);

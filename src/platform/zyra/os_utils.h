@@ -15,8 +15,8 @@ ZYRA_COMMONUTILS_API void* LibGetAddr(void* pHandle, const char* pSymbol);
 
 // Puts the system root of the environment variable ZYRA_SYSROOT in front of an absolute
 // library path, so that a test or an emulator can stand in for the device's file system.
-// Without the variable the path comes back as it is. The result lives in a per-thread
-// buffer until the next call on the same thread.
+// Without the variable, and for a relative path, the path comes back as it is. The result
+// lives in a per-thread buffer until the next call on the same thread.
 ZYRA_COMMONUTILS_API const char* AddSoctoPath(const char* pPath);
 
 ZYRA_COMMONUTILS_API int32_t GetProcessID();

@@ -1,0 +1,88 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "log_capture.h"
+#include "zyra/log.h"
+#include "zyra/memory.h"
+#include "zyra/os_utils.h"
+
+namespace {
+
+TEST(PlatformLog, SinkReceivesGroupLevelAndExactText) {
+    zyra_test::LogCapture capture;
+    Zyra::Log::LogSystem(0x1000, "E", 1, "value %d of %s\n", 7, "x");
+    Zyra::Log::LogSystem(0x8000000, "W", 2, nullptr);
+    Zyra::OsUtils::TraceBegin("load");
+    Zyra::OsUtils::TraceEnd();
+
+    auto lines = capture.Lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].group, 0x1000u);
+    EXPECT_EQ(lines[0].level, "E");
+    EXPECT_EQ(lines[0].levelIndex, 1u);
+    EXPECT_EQ(lines[0].text, "value 7 of x\n");
+    EXPECT_EQ(lines[1].group, 0x8000000u);
+    EXPECT_EQ(lines[1].text, "");
+    EXPECT_EQ(capture.Trace(), (std::vector<std::string>{"load", "<end>"}));
+}
+
+TEST(PlatformOsUtils, AddSoctoPathPrefixesAbsolutePathsOnlyWithSysroot) {
+    const char* pPath = "/usr/lib/libx.so";
+    unsetenv("ZYRA_SYSROOT");
+    EXPECT_EQ(Zyra::OsUtils::AddSoctoPath(pPath), pPath);
+
+    setenv("ZYRA_SYSROOT", "", 1);
+    EXPECT_EQ(Zyra::OsUtils::AddSoctoPath(pPath), pPath);
+
+    setenv("ZYRA_SYSROOT", "/tmp/root", 1);
+    EXPECT_STREQ(Zyra::OsUtils::AddSoctoPath(pPath), "/tmp/root/usr/lib/libx.so");
+    EXPECT_STREQ(Zyra::OsUtils::AddSoctoPath("libx.so"), "libx.so");
+    EXPECT_EQ(Zyra::OsUtils::AddSoctoPath(nullptr), nullptr);
+    unsetenv("ZYRA_SYSROOT");
+}
+
+TEST(PlatformMemory, FailNthAllocationFailsExactlyThatCall) {
+    Zyra::Memory::FailNthAllocation(2);
+    auto* pFirst = static_cast<unsigned char*>(ZyraCalloc(16, 4, 0));
+    void* pSecond = ZyraCalloc(1, 1, 0);
+    void* pThird = ZyraCalloc(1, 1, 0);
+    Zyra::Memory::FailNthAllocation(0);
+
+    ASSERT_NE(pFirst, nullptr);
+    EXPECT_EQ(pSecond, nullptr);
+    EXPECT_NE(pThird, nullptr);
+    unsigned char zeros[64] = {};
+    EXPECT_EQ(std::memcmp(pFirst, zeros, sizeof(zeros)), 0);
+    ZyraFree(pFirst);
+    ZyraFree(pThird);
+
+    uint64_t before = Zyra::Memory::AllocationCount();
+    void* pAfterReset = ZyraCalloc(1, 1, 0);
+    EXPECT_NE(pAfterReset, nullptr);
+    EXPECT_EQ(Zyra::Memory::AllocationCount(), before + 1);
+    ZyraFree(pAfterReset);
+}
+
+TEST(PlatformOsUtils, BoundedStringFunctionsTruncateAndReportTheFullLength) {
+    char buffer[5];
+    EXPECT_EQ(Zyra::OsUtils::StrLCpy(buffer, "abcdefg", sizeof(buffer)), 7u);
+    EXPECT_STREQ(buffer, "abcd");
+    EXPECT_EQ(Zyra::OsUtils::StrLCpy(buffer, "xyz", 0), 3u);
+    EXPECT_STREQ(buffer, "abcd");
+
+    std::strcpy(buffer, "ab");
+    EXPECT_EQ(Zyra::OsUtils::StrLCat(buffer, "cdef", sizeof(buffer)), 6u);
+    EXPECT_STREQ(buffer, "abcd");
+    // A destination without a terminator inside `size` is left alone.
+    EXPECT_EQ(Zyra::OsUtils::StrLCat(buffer, "xy", 3), 5u);
+    EXPECT_STREQ(buffer, "abcd");
+
+    EXPECT_EQ(Zyra::OsUtils::SNPrintF(buffer, sizeof(buffer), "%d", 123456), 6);
+    EXPECT_STREQ(buffer, "1234");
+    EXPECT_EQ(Zyra::OsUtils::StrNICmp("ABCx", "abcy", 3), 0);
+}
+
+}  // namespace
