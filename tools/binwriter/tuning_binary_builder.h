@@ -1,0 +1,75 @@
+// Builds a complete tuning binary of any supported version: header, section table, symbol
+// table, data table, mode section, data block and CRC tail. Everything is laid out from
+// what the caller adds; ContainerOverrides and the raw fields of entries and sections let a
+// test write what a reader has to refuse.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "binwriter/entries.h"
+#include "binwriter/version.h"
+
+namespace binwriter {
+
+class TuningBinaryBuilder {
+public:
+    explicit TuningBinaryBuilder(const Version& formatVersion);
+
+    const Version& FormatVersion() const { return m_version; }
+    uint8_t Alignment() const;
+
+    void SetTool(std::string tool) { m_tool = std::move(tool); }
+    void SetBinaryTag(std::string binaryTag) { m_binaryTag = std::move(binaryTag); }
+    void SetFlags(uint64_t flags) { m_flags = flags; }
+    // Text of the 32-byte field in front of the mode records; readers skip it.
+    void SetModePrefix(std::string prefix) { m_modePrefix = std::move(prefix); }
+
+    // Adds a mode record and returns its id, which is its index in the mode section.
+    uint32_t AddMode(const ModeRecord& record);
+    // Adds a record under `modeId` with the same mode and submode, which readers take as a
+    // second id of that very node. Returns the new id.
+    uint32_t AddModeAlias(uint32_t modeId);
+
+    // Adds a symbol entry and returns its id: its place in the order of adding, from 1.
+    uint32_t AddSymbol(SymbolEntry entry);
+    uint32_t AddModule(const std::string& name, const Version& moduleVersion, uint32_t modeId,
+                       std::vector<uint8_t> data);
+    // Adds a data table entry and returns its id, numbered from 1 like symbol entries.
+    uint32_t AddDataEntry(DataEntry entry);
+    // Adds an object for a pointer to name and returns the id the pointer has to hold: a data
+    // table entry where the version has that table, else a symbol entry that is no module.
+    uint32_t AddPointerTarget(std::vector<uint8_t> data,
+                              std::optional<uint32_t> duplicateId = std::nullopt);
+
+    // The section table's rows in this order, which is also the order of the sections in
+    // the file. Without a call the table lists the symbol table, the data table (when it has
+    // entries), the mode section (when there are modes) and the data block.
+    void SetSections(std::vector<SectionEntry> sections) { m_sections = std::move(sections); }
+
+    ContainerOverrides& Overrides() { return m_overrides; }
+
+    std::vector<uint8_t> Build() const;
+
+private:
+    std::vector<SectionEntry> DefaultSections() const;
+    // Bytes of each section type the builder has content for, keyed by type.
+    std::map<uint32_t, std::vector<uint8_t>> EncodeSectionContents() const;
+
+    Version m_version;
+    std::string m_tool = "zyra binwriter";
+    std::string m_binaryTag;
+    uint64_t m_flags = 0;
+    std::string m_modePrefix;
+    std::vector<ModeRecord> m_modes;
+    std::vector<SymbolEntry> m_symbols;
+    std::vector<DataEntry> m_dataEntries;
+    std::optional<std::vector<SectionEntry>> m_sections;
+    ContainerOverrides m_overrides;
+};
+
+}  // namespace binwriter
