@@ -1,0 +1,218 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "../parser_messages.h"
+#include "log_capture.h"
+#include "parser/foundation/parameter_utils.h"
+#include "zyra/memory.h"
+
+namespace {
+
+using parser_test::ParserMessages;
+using Messages = std::vector<std::string>;
+
+unsigned char kSource[] = {'a', 'b', 'c', 0, 'd', 'e', 'f', 'g', 'h'};
+constexpr unsigned int kSourceLength = sizeof(kSource);
+
+TEST(ParameterUtilsRead, FixedStringCopiesBoundedAndMovesByTheAlignedCount) {
+    zyra_test::LogCapture capture;
+    unsigned int position = 4;
+    char dest[4] = {'x', 'x', 'x', 'x'};
+    // Five bytes asked, only four fit: the last byte of the destination is the terminator.
+    EXPECT_TRUE(ParameterUtils::ReadString(dest, kSource, kSourceLength, &position, sizeof(dest),
+                                           5, 8, nullptr));
+    EXPECT_STREQ(dest, "def");
+    EXPECT_EQ(position, 12u);
+
+    // Past the end of the source nothing is copied, but the position still moves.
+    EXPECT_TRUE(ParameterUtils::ReadString(dest, kSource, kSourceLength, &position, sizeof(dest),
+                                           2, 1, nullptr));
+    EXPECT_STREQ(dest, "def");
+    EXPECT_EQ(position, 14u);
+
+    EXPECT_FALSE(ParameterUtils::ReadString(nullptr, kSource, kSourceLength, &position, 4, 3, 0,
+                                            nullptr));
+    EXPECT_EQ(position, 14u);
+    EXPECT_EQ(ParserMessages(capture),
+              Messages{"[ERROR] ReadBuffer failed to allocate space for a string of 3 length\n"});
+}
+
+TEST(ParameterUtilsRead, AllocatedStringStopsAtTheTerminatorOrTheEnd) {
+    unsigned int position = 0;
+    char* pText = ParameterUtils::ReadString(kSource, kSourceLength, &position, 6, 4);
+    EXPECT_STREQ(pText, "abc");
+    EXPECT_EQ(position, 8u);
+    ZyraFree(pText);
+
+    pText = ParameterUtils::ReadString(kSource, kSourceLength, &position, 20, 1);
+    EXPECT_STREQ(pText, "h");
+    EXPECT_EQ(position, 28u);
+    ZyraFree(pText);
+
+    position = 1;
+    pText = ParameterUtils::ReadString(kSource, kSourceLength, &position, 0, 4);
+    EXPECT_STREQ(pText, "");
+    EXPECT_EQ(position, 1u);
+    ZyraFree(pText);
+
+    Zyra::Memory::FailNthAllocation(1);
+    EXPECT_EQ(ParameterUtils::ReadString(kSource, kSourceLength, &position, 2, 1), nullptr);
+    EXPECT_EQ(position, 1u);
+    EXPECT_EQ(ParameterUtils::ReadString(nullptr, kSourceLength, &position, 2, 1), nullptr);
+}
+
+TEST(ParameterUtilsRead, BufferReportsShortAndMissingSources) {
+    zyra_test::LogCapture capture;
+    unsigned char dest[4] = {};
+    unsigned int position = 7;
+    EXPECT_FALSE(
+        ParameterUtils::ReadBuffer(dest, kSource, kSourceLength, &position, 4, 4, nullptr));
+    EXPECT_EQ(std::memcmp(dest, "gh", 2), 0);
+    EXPECT_EQ(position, 11u);
+
+    position = 0;
+    EXPECT_TRUE(ParameterUtils::ReadBuffer(dest, kSource, kSourceLength, &position, 3, 0, nullptr));
+    EXPECT_EQ(std::memcmp(dest, "abc", 3), 0);
+    EXPECT_EQ(position, 0u);
+
+    EXPECT_TRUE(ParameterUtils::ReadBuffer(dest, nullptr, 0, &position, 0, 1, nullptr));
+    EXPECT_FALSE(ParameterUtils::ReadBuffer(nullptr, kSource, kSourceLength, &position, 1, 1,
+                                            nullptr));
+    EXPECT_EQ(ParserMessages(capture),
+              (Messages{"[ERROR] ReadBuffer failed, read 2 bytes, expected 4 bytes\n",
+                        "[ERROR] ReadBuffer called with nullptr buffer\n",
+                        "[ERROR] ReadBuffer called with nullptr value\n"}));
+}
+
+TEST(ParameterUtilsWrite, StringNeedsRoomBeyondItsTerminator) {
+    zyra_test::LogCapture capture;
+    unsigned char buffer[8];
+    std::memset(buffer, '#', sizeof(buffer));
+    unsigned int position = 1;
+    EXPECT_TRUE(ParameterUtils::WriteString("abc", buffer, 6, &position, false, nullptr));
+    EXPECT_EQ(position, 4u);
+    EXPECT_EQ(std::memcmp(buffer, "#abc\0#", 6), 0);
+    EXPECT_TRUE(ParameterUtils::WriteString(nullptr, buffer, 6, &position, true, nullptr));
+    EXPECT_EQ(position, 5u);
+
+    EXPECT_FALSE(ParameterUtils::WriteString("xy", buffer, 7, &position, true, nullptr));
+    EXPECT_FALSE(ParameterUtils::WriteString(nullptr, buffer, 6, &position, true, nullptr));
+    EXPECT_EQ(position, 5u);
+    EXPECT_EQ(ParserMessages(capture),
+              (Messages{"[ERROR] Insufficient space in buffer to write string: xy\n",
+                        "[ERROR] Insufficient space in buffer to write string\n"}));
+}
+
+TEST(ParameterUtilsText, PositionsAndSubStrings) {
+    EXPECT_EQ(ParameterUtils::GetStringPos("a.b.c", '.'), 1u);
+    EXPECT_EQ(ParameterUtils::GetStringPos("abc", '.'), 0xFFFFFFFFu);
+    EXPECT_EQ(ParameterUtils::GetStringPos("", '.'), 0xFFFFFFFFu);
+    EXPECT_EQ(ParameterUtils::GetStringPos(nullptr, '.'), 0xFFFFFFFFu);
+
+    char dest[4] = {'x', 'x', 'x', 'x'};
+    EXPECT_EQ(ParameterUtils::GetSubString("ab.c", '.', dest, sizeof(dest)), 2u);
+    EXPECT_STREQ(dest, "ab");
+    EXPECT_EQ(ParameterUtils::GetSubString("abcdef", '.', dest, sizeof(dest)), 3u);
+    EXPECT_STREQ(dest, "abc");
+    EXPECT_EQ(ParameterUtils::GetSubString("abc", '.', dest, 0), 0u);
+    EXPECT_EQ(ParameterUtils::GetSubString(nullptr, '.', dest, sizeof(dest)), 0u);
+    EXPECT_STREQ(dest, "abc");
+}
+
+TEST(ParameterUtilsText, StringToDoubleAcceptsOnlyPlainDecimals) {
+    struct Case {
+        const char* pText;
+        double value;
+        bool result;
+    };
+    const Case cases[] = {
+        {"12.5", 12.5, true},  {"0.25", 0.25, true}, {".5", 0.5, true},   {"7.", 7.0, true},
+        {"-3", -3.0, true},    {"12-34", -34, true}, {"1.2.3", 0, false}, {"1e3", 0, false},
+        {"+1", 0, false},      {" 1", 0, false},     {"", 0, false},      {"1-2-3", 0, false},
+    };
+    for (const Case& c : cases) {
+        bool result = !c.result;
+        EXPECT_DOUBLE_EQ(ParameterUtils::StringToDouble(c.pText, result), c.value) << c.pText;
+        EXPECT_EQ(result, c.result) << c.pText;
+    }
+    bool result = false;
+    double minusAlone = ParameterUtils::StringToDouble("-", result);
+    EXPECT_TRUE(result);
+    EXPECT_EQ(minusAlone, 0.0);
+    EXPECT_TRUE(std::signbit(minusAlone));
+    EXPECT_EQ(ParameterUtils::StringToDouble(nullptr, result), 0.0);
+    EXPECT_FALSE(result);
+}
+
+TEST(ParameterUtilsText, GetVariableSplitsOneStepOfAFieldPath) {
+    char name[8];
+    unsigned int index = 77;
+    EXPECT_EQ(ParameterUtils::GetVariable("abc", name, index, sizeof(name)), 3u);
+    EXPECT_STREQ(name, "abc");
+    EXPECT_EQ(index, 77u);
+
+    EXPECT_EQ(ParameterUtils::GetVariable("abc[12].d", name, index, sizeof(name)), 8u);
+    EXPECT_STREQ(name, "abc");
+    EXPECT_EQ(index, 12u);
+
+    // A bracket as the last character is cut off without touching the index.
+    EXPECT_EQ(ParameterUtils::GetVariable("ab[", name, index, sizeof(name)), 3u);
+    EXPECT_STREQ(name, "ab");
+    EXPECT_EQ(index, 12u);
+
+    // The step ends at the first point, even inside the brackets.
+    EXPECT_EQ(ParameterUtils::GetVariable("v[2.9]", name, index, sizeof(name)), 4u);
+    EXPECT_STREQ(name, "v");
+    EXPECT_EQ(index, 2u);
+    EXPECT_EQ(ParameterUtils::GetVariable("v[x]", name, index, sizeof(name)), 4u);
+    EXPECT_EQ(index, 0u);
+    index = 5;
+    EXPECT_EQ(ParameterUtils::GetVariable("v[-3]", name, index, sizeof(name)), 5u);
+    EXPECT_EQ(index, 0u);
+
+    EXPECT_EQ(ParameterUtils::GetVariable("longername.x", name, index, sizeof(name)), 11u);
+    EXPECT_STREQ(name, "longern");
+    EXPECT_EQ(ParameterUtils::GetVariable(".x", name, index, sizeof(name)), 0u);
+    EXPECT_EQ(ParameterUtils::GetVariable(nullptr, name, index, sizeof(name)), 0u);
+
+    // Steps longer than 128 characters are cut there.
+    std::string longStep(200, 'a');
+    EXPECT_EQ(ParameterUtils::GetVariable(longStep.c_str(), name, index, sizeof(name)), 128u);
+}
+
+TEST(ParameterUtilsText, DoubleToStringWritesWhatATuningClientSees) {
+    struct Case {
+        double value;
+        unsigned int size;
+        unsigned int maxDecimals;
+        const char* pText;
+        bool result;
+    };
+    const Case cases[] = {
+        {0.5, 32, 3, "0.5", true},      {3.0, 32, 10, "3.0", true},
+        {7.0, 32, 0, "7", true},        {9.999, 32, 2, "10.0", true},
+        {-9.96, 32, 1, "-10.0", true},  {0.96, 32, 1, "1.0", true},
+        {100.0, 32, 0, "100", true},    {-2.5, 32, 4, "-2.5", true},
+        {0.0, 32, 10, "0.0", true},     {2.75, 32, 1, "2.7", true},
+        {12345.0, 3, 2, "12", false},
+        {3.0, 3, 2, "3", true},         {-7.0, 2, 0, "-", false},
+    };
+    for (const Case& c : cases) {
+        char text[40];
+        std::memset(text, '#', sizeof(text));
+        bool result = !c.result;
+        ParameterUtils::DoubleToString(c.value, text, c.size, c.maxDecimals, result);
+        EXPECT_STREQ(text, c.pText) << c.value;
+        EXPECT_EQ(result, c.result) << c.value;
+        EXPECT_EQ(text[c.size], '#') << c.value;
+    }
+    bool result = true;
+    ParameterUtils::DoubleToString(1.0, nullptr, 8, 2, result);
+    EXPECT_FALSE(result);
+}
+
+}  // namespace
