@@ -1,6 +1,5 @@
 #include "parser/file/crc32.h"
 
-#include <array>
 #include <cstring>
 
 #if defined(__aarch64__) && defined(__ARM_FEATURE_CRC32)
@@ -10,20 +9,12 @@
 namespace ParameterCrc32 {
 namespace {
 
-constexpr uint32_t kPolynomial = 0xEDB88320u;
-
 // Slicing-by-8 tables: table[k][b] is the CRC of byte b followed by k zero bytes.
 using Tables = std::array<std::array<uint32_t, 256>, 8>;
 
 constexpr Tables MakeTables() {
     Tables tables{};
-    for (uint32_t b = 0; b < 256; ++b) {
-        uint32_t crc = b;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1u) != 0 ? (crc >> 1) ^ kPolynomial : crc >> 1;
-        }
-        tables[0][b] = crc;
-    }
+    tables[0] = kLookupTable;
     for (uint32_t b = 0; b < 256; ++b) {
         for (size_t k = 1; k < 8; ++k) {
             uint32_t previous = tables[k - 1][b];

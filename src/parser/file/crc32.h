@@ -2,10 +2,28 @@
 // result complemented.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
 namespace ParameterCrc32 {
+
+constexpr uint32_t kPolynomial = 0xEDB88320u;
+
+constexpr std::array<uint32_t, 256> MakeLookupTable() {
+    std::array<uint32_t, 256> table{};
+    for (uint32_t b = 0; b < 256; ++b) {
+        uint32_t crc = b;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1u) != 0 ? (crc >> 1) ^ kPolynomial : crc >> 1;
+        }
+        table[b] = crc;
+    }
+    return table;
+}
+
+// The byte-wise table: crc = kLookupTable[(crc ^ byte) & 0xFF] ^ (crc >> 8).
+inline constexpr std::array<uint32_t, 256> kLookupTable = MakeLookupTable();
 
 // CRC of `length` bytes at `pData`.
 uint32_t Compute(const uint8_t* pData, size_t length);

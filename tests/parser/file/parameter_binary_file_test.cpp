@@ -1,0 +1,259 @@
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "../parser_messages.h"
+#include "log_capture.h"
+#include "parser/file/parameter_binary_file.h"
+#include "temp_dir.h"
+#include "zyra/memory.h"
+
+namespace {
+
+using parser_test::ParserMessages;
+using Messages = std::vector<std::string>;
+
+// The CRC-32 one bit at a time, independent of the tables under test.
+uint32_t BitwiseCrc(const std::string& bytes) {
+    uint32_t crc = 0xFFFFFFFFu;
+    for (unsigned char byte : bytes) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0xEDB88320u : crc >> 1;
+        }
+    }
+    return ~crc;
+}
+
+std::string WithCrc(const std::string& payload) {
+    uint32_t crc = BitwiseCrc(payload);
+    std::string bytes = payload;
+    for (int shift = 0; shift < 32; shift += 8) {
+        bytes.push_back(static_cast<char>(crc >> shift));
+    }
+    return bytes;
+}
+
+void SetModifiedTime(const std::string& path, time_t seconds) {
+    struct timespec times[2] = {{seconds, 0}, {seconds, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+// Makes the first `failures` stream reads come back short.
+class FlakyBinaryFile : public ParameterBinaryFile {
+public:
+    FlakyBinaryFile(const char* pFileName, int failures)
+        : ParameterBinaryFile(pFileName, nullptr, false) {
+        s_failuresLeft = failures;
+        m_pReadStream = &FailingRead;
+    }
+
+private:
+    static size_t FailingRead(void* pDest, size_t size, size_t count, FILE* pFile) {
+        if (s_failuresLeft > 0) {
+            --s_failuresLeft;
+            return 0;
+        }
+        return std::fread(pDest, size, count, pFile);
+    }
+    static int s_failuresLeft;
+};
+int FlakyBinaryFile::s_failuresLeft = 0;
+
+class ParameterBinaryFileTest : public ::testing::Test {
+protected:
+    zyra_test::TempDir m_dir;
+    std::string m_payload = "0123456789abcdefghij";
+    std::string m_path = m_dir.Write("tuning.bin", WithCrc(m_payload));
+};
+
+TEST(ParameterBinaryFileCrc, TableAndCheckFollowTheStandardCrc32) {
+    EXPECT_EQ(ParameterBinaryFile::m_crcLookupTable[1], 0x77073096u);
+    EXPECT_EQ(ParameterBinaryFile::m_crcLookupTable[255], 0x2D02EF8Du);
+
+    zyra_test::LogCapture capture;
+    std::string image = WithCrc(std::string(1000, 'x') + "123456789");
+    EXPECT_TRUE(ParameterBinaryFile::ValidateCRC(reinterpret_cast<unsigned char*>(image.data()),
+                                                 static_cast<unsigned int>(image.size()), nullptr));
+    unsigned char known[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9', 0x26, 0x39, 0xF4, 0xCB};
+    EXPECT_TRUE(ParameterBinaryFile::ValidateCRC(known, sizeof(known), nullptr));
+    known[9] = 0;
+    EXPECT_FALSE(ParameterBinaryFile::ValidateCRC(known, sizeof(known), nullptr));
+    EXPECT_FALSE(ParameterBinaryFile::ValidateCRC(known, 4, nullptr));
+    EXPECT_EQ(ParserMessages(capture),
+              (Messages{"[ERROR] Binary file CRC validation failed. Expected: cbf43926, Actual: "
+                        "cbf43900\n",
+                        "[ERROR] Binary file CRC validation failed. Buffer too small\n"}));
+}
+
+TEST_F(ParameterBinaryFileTest, OpensChecksAndReadsAtOffsetAndPosition) {
+    ParameterBinaryFile file(m_path.c_str(), nullptr, true);
+    EXPECT_TRUE(file.IsOpened());
+    EXPECT_TRUE(file.IsCrcValid());
+    EXPECT_EQ(file.FileSize(), m_payload.size() + 4);
+    EXPECT_EQ(file.Reference(0), 1);
+
+    unsigned char value[3] = {};
+    unsigned int position = 2;
+    EXPECT_TRUE(file.Read(value, 10, &position, 3, 8));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(value), 3), "cde");
+    EXPECT_EQ(position, 10u);
+
+    unsigned char* pData = file.Read(20, 4);
+    ASSERT_NE(pData, nullptr);
+    EXPECT_EQ(std::memcmp(pData, WithCrc(m_payload).data() + 20, 4), 0);
+    ZyraFree(pData);
+}
+
+TEST_F(ParameterBinaryFileTest, RefusesBadArgumentsAndRangesWithoutReading) {
+    zyra_test::LogCapture capture;
+    ParameterBinaryFile file(m_path.c_str(), nullptr, false);
+    unsigned char value[8];
+    unsigned int position = 0;
+    EXPECT_FALSE(file.Read(nullptr, 0, &position, 1, 1));
+    EXPECT_FALSE(file.Read(value, 0, nullptr, 1, 1));
+    position = 3;
+    EXPECT_FALSE(file.Read(value, 20, &position, 2, 1));
+    EXPECT_EQ(position, 3u);
+    EXPECT_EQ(file.Read(0, 0), nullptr);
+    EXPECT_EQ(file.Read(0, ~0ul), nullptr);
+    Zyra::Memory::FailNthAllocation(1);
+    EXPECT_EQ(file.Read(0, 4), nullptr);
+
+    Messages messages = ParserMessages(capture);
+    ASSERT_EQ(messages.size(), 7u);
+    messages.back() = messages.back().substr(0, messages.back().find("errno"));
+    EXPECT_EQ(messages,
+              (Messages{"[DEBUG] FileReference Adjust: 1, RefCount: 0, opening the file\n",
+                        "[ERROR] ParameterBinaryFile::Read called with null value\n",
+                        "[ERROR] ParameterBinaryFile::Read called with null pos\n",
+                        "[ERROR] ParameterBinaryFile::Read attempted to read past the end of the "
+                        "file, offset: 20, pos: 3, count: 2, length: 24\n",
+                        "[ERROR] ParameterBinaryFile::Read called with 0 count\n",
+                        "[ERROR] ParameterBinaryFile::Read attempted to read past the end of the "
+                        "file, offset: 0, pos: 0, count: 4294967295, length: 24\n",
+                        "[ERROR] ParameterBinaryFile::Read failed, out of memory, "}));
+}
+
+TEST_F(ParameterBinaryFileTest, RefusesMissingOverlongAndTooShortFiles) {
+    zyra_test::LogCapture capture;
+    ParameterBinaryFile unnamed(nullptr, nullptr, true);
+    EXPECT_FALSE(unnamed.IsOpened());
+    std::string tooLong(1023, 'n');
+    ParameterBinaryFile overlong(tooLong.c_str(), nullptr, true);
+    EXPECT_STREQ(overlong.FileName(), "");
+    // 1022 characters in short components, so that opening fails for the missing folder.
+    std::string longest = m_dir.Path() + "/";
+    while (longest.size() + 51 < 1022) {
+        longest += std::string(50, 'n') + "/";
+    }
+    longest += std::string(1022 - longest.size(), 'n');
+    ParameterBinaryFile missing(longest.c_str(), nullptr, true);
+    EXPECT_EQ(missing.FileName(), longest);
+    EXPECT_FALSE(missing.IsOpened());
+    EXPECT_FALSE(missing.IsCrcValid());
+    EXPECT_EQ(ParserMessages(capture),
+              (Messages{"[ERROR] ParameterBinaryFile constructor called with null file name\n",
+                        "[ERROR] ParameterBinaryFile constructor file name length (1023) exceeds "
+                        "max length: 1023\n",
+                        "[DEBUG] FileReference Adjust: 1, RefCount: 0, opening the file\n",
+                        "[ERROR] FileReference Adjust: 1, RefCount: 0, Failed to open binary "
+                        "file '" + longest + "' errno: 2\n"}));
+
+    capture.Clear();
+    ParameterBinaryFile tiny(m_dir.Write("tiny.bin", "abcd").c_str(), nullptr, true);
+    EXPECT_TRUE(tiny.IsOpened());
+    EXPECT_FALSE(tiny.IsCrcValid());
+    ParameterBinaryFile corrupt(m_dir.Write("bad.bin", "abcdefgh").c_str(), nullptr, true);
+    EXPECT_FALSE(corrupt.IsCrcValid());
+    EXPECT_EQ(ParserMessages(capture)[1],
+              "[ERROR] Binary file CRC validation failed. Buffer too small\n");
+    EXPECT_TRUE(capture.Contains("CRC validation failed. Expected: "));
+}
+
+TEST_F(ParameterBinaryFileTest, RetriesAFailedStreamReadByReopening) {
+    zyra_test::LogCapture capture;
+    FlakyBinaryFile onceFlaky(m_path.c_str(), 1);
+    unsigned char value[4] = {};
+    unsigned int position = 0;
+    EXPECT_TRUE(onceFlaky.Read(value, 4, &position, 4, 1));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(value), 4), "4567");
+    EXPECT_EQ(position, 4u);
+    Messages messages = ParserMessages(capture);
+    ASSERT_EQ(messages.size(), 3u);
+    EXPECT_EQ(messages[1], "[ERROR] Read failed to read from file, ferror: 0, offset: 4, pos: 0, "
+                           "requested: 4, actual: 0\n");
+    EXPECT_EQ(messages[2], "[ERROR] ParameterBinaryFile::Read failed, retrying\n");
+
+    capture.Clear();
+    FlakyBinaryFile broken(m_path.c_str(), 4);
+    EXPECT_FALSE(broken.Read(value, 4, &position, 4, 1));
+    EXPECT_EQ(position, 4u);
+    messages = ParserMessages(capture);
+    EXPECT_EQ(std::count(messages.begin(), messages.end(),
+                         "[ERROR] ParameterBinaryFile::Read failed, retrying\n"),
+              3);
+    // The stream was reopened in between and serves the next read.
+    EXPECT_TRUE(broken.Read(value, 0, &position, 4, 1));
+}
+
+TEST_F(ParameterBinaryFileTest, ANewModificationTimeStopsReadsUntilReload) {
+    SetModifiedTime(m_path, 1000000);
+    ParameterBinaryFile file(m_path.c_str(), nullptr, true);
+    EXPECT_EQ(file.Reference(-1), 0);
+    EXPECT_EQ(file.Reference(1), 1);
+    EXPECT_FALSE(file.IsModified());
+
+    zyra_test::LogCapture capture;
+    EXPECT_EQ(file.Reference(-1), 0);
+    SetModifiedTime(m_path, 2000000);
+    EXPECT_EQ(file.Reference(1), 1);
+    EXPECT_TRUE(file.IsModified());
+    unsigned char value[4];
+    unsigned int position = 0;
+    EXPECT_FALSE(file.Read(value, 0, &position, 4, 1));
+    EXPECT_EQ(file.Read(0, 4), nullptr);
+    EXPECT_EQ(ParserMessages(capture),
+              (Messages{"[DEBUG] FileReference Adjust: -1, RefCount: 0, closing the file\n",
+                        "[DEBUG] FileReference Adjust: 1, RefCount: 0, opening the file\n",
+                        "[WARNING] ParameterBinaryFile::Open, file modified, must reload\n"}));
+
+    m_dir.Write("tuning.bin", WithCrc("replaced content"));
+    EXPECT_TRUE(file.Reload());
+    EXPECT_FALSE(file.IsModified());
+    EXPECT_EQ(file.FileSize(), 20u);
+    EXPECT_EQ(file.Reference(0), 0);
+    EXPECT_EQ(file.Reference(1), 1);
+    EXPECT_TRUE(file.Read(value, 0, &position, 4, 1));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(value), 4), "repl");
+}
+
+TEST_F(ParameterBinaryFileTest, ReferencesOpenAndCloseTheStreamAndSurviveAVanishedFile) {
+    zyra_test::LogCapture capture;
+    {
+        ParameterBinaryFile file(m_path.c_str(), nullptr, false);
+        EXPECT_EQ(file.Reference(1), 2);
+        EXPECT_EQ(file.Reference(-5), 0);
+        EXPECT_EQ(file.Reference(-1), 0);
+        ASSERT_EQ(unlink(m_path.c_str()), 0);
+        EXPECT_EQ(file.Reference(2), 2);
+        unsigned char value[1];
+        unsigned int position = 0;
+        EXPECT_FALSE(file.Read(value, 0, &position, 1, 1));
+        capture.Clear();
+    }
+    EXPECT_EQ(ParserMessages(capture),
+              (Messages{"[ERROR] ParameterBinaryFile deleted with outstanding references: 2\n",
+                        "[ERROR] FileReference Remove: -2, Ref Cnt: 2, Called when file was "
+                        "already closed\n"}));
+}
+
+}  // namespace
