@@ -27,6 +27,11 @@ unsigned int Available(unsigned int length, unsigned int position) {
 
 unsigned int Smaller(unsigned int a, unsigned int b) { return a < b ? a : b; }
 
+// The source at `position`, kept inside the source when the position has run past its end.
+const unsigned char* At(const unsigned char* pSource, unsigned int length, unsigned int position) {
+    return pSource + Smaller(position, length);
+}
+
 // Takes the digit of `power`'s place off `rest`. The clamp keeps rounding noise of the
 // division from producing something other than a digit.
 char TakeDigit(double& rest, double power) {
@@ -83,7 +88,7 @@ bool ParameterUtils::ReadString(char* pDest, unsigned char* pSource, unsigned in
                                 static_cast<int>(count));
     } else if (destSize > 0) {
         unsigned int copied = Smaller(Smaller(Available(length, *pPosition), count), destSize);
-        std::memcpy(pDest, pSource + *pPosition, copied);
+        std::memcpy(pDest, At(pSource, length, *pPosition), copied);
         pDest[destSize - 1] = '\0';
     }
     *pPosition += Advance(count, alignment);
@@ -96,7 +101,7 @@ char* ParameterUtils::ReadString(unsigned char* pSource, unsigned int length,
     if (pSource == nullptr || pPosition == nullptr) {
         return nullptr;
     }
-    const char* pText = reinterpret_cast<const char*>(pSource + *pPosition);
+    const char* pText = reinterpret_cast<const char*>(At(pSource, length, *pPosition));
     size_t textLength = strnlen(pText, Smaller(Available(length, *pPosition), count));
     auto* pCopy = static_cast<char*>(ZyraCalloc(textLength + 1, 1, kParserAllocCategory));
     if (pCopy == nullptr) {
@@ -120,7 +125,7 @@ bool ParameterUtils::ReadBuffer(void* pDest, unsigned char* pSource, unsigned in
         return count == 0;
     }
     unsigned int copied = Smaller(Available(length, *pPosition), count);
-    std::memcpy(pDest, pSource + *pPosition, copied);
+    std::memcpy(pDest, At(pSource, length, *pPosition), copied);
     *pPosition += Advance(count, alignment);
     if (copied != count) {
         ParameterLogging::Write(pLogging, ParameterLogging::Error, __FILE__, __LINE__,

@@ -25,7 +25,7 @@ bool FinishesOnAnotherThread(Work work) {
 // Gives a thread that should be blocked the chance to get through if the lock were broken.
 void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }
 
-TEST(ParameterMutex, OneThreadNestsReadsAndWritesAndMayUpgradeAsSoleReader) {
+TEST(ParameterMutex, OneThreadNestsBothSidesAndMayUpgradeAsSoleReader) {
     ParameterMutex mutex;
     mutex.Lock(true);
     mutex.Lock(true);
@@ -37,11 +37,13 @@ TEST(ParameterMutex, OneThreadNestsReadsAndWritesAndMayUpgradeAsSoleReader) {
     mutex.Unlock(false);
     mutex.Unlock(true);
     mutex.Unlock(true);
+    {
+        ParameterMutexLock write(&mutex, false);
+        ParameterMutexLock read(&mutex, true);
+        ParameterMutexLock none(nullptr, false);
+    }
 
-    EXPECT_TRUE(FinishesOnAnotherThread([&] {
-        mutex.Lock(false);
-        mutex.Unlock(false);
-    }));
+    EXPECT_TRUE(FinishesOnAnotherThread([&] { ParameterMutexLock write(&mutex, false); }));
 }
 
 TEST(ParameterMutex, WriterHeldTwiceAndReleasedOnceStillExcludesOthers) {
@@ -106,16 +108,6 @@ TEST(ParameterMutex, UnbalancedUnlocksAreHarmlessAndTheWriteSideIsLogged) {
         mutex.Lock(false);
         mutex.Unlock(false);
     }));
-}
-
-TEST(ParameterMutexLock, ReleasesItsSideAtTheEndOfTheScope) {
-    ParameterMutex mutex;
-    {
-        ParameterMutexLock write(&mutex, false);
-        ParameterMutexLock read(&mutex, true);
-        ParameterMutexLock none(nullptr, false);
-    }
-    EXPECT_TRUE(FinishesOnAnotherThread([&] { ParameterMutexLock write(&mutex, false); }));
 }
 
 }  // namespace
