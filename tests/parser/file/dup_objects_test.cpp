@@ -1,0 +1,191 @@
+// Objects shared by the entries of a duplicate group: their reference counts, the sites and
+// counts that tell them apart, texts, invalid requests, and loads that run out of memory.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+#include <string>
+
+#include "binwriter/tuning_binary_builder.h"
+#include "log_capture.h"
+#include "parser/file/dup_obj_info.h"
+#include "parser/file/parameter_binary_file.h"
+#include "parser/file/parameter_file_symbol_table.h"
+#include "symbol_table_support.h"
+#include "temp_dir.h"
+#include "zyra/memory.h"
+
+namespace {
+
+using namespace symbol_table_test;
+using Messages = std::vector<std::string>;
+
+const binwriter::Version kVersion{4, 0, 0};
+const char kSite[] = "loader.cpp";
+
+// Data entries 1 and 2 form a group holding one text, 3 holds the same text alone, and 4
+// names a duplicate id beyond the table; symbol entry 2 does the same.
+std::vector<uint8_t> DuplicatesBinary() {
+    binwriter::TuningBinaryBuilder builder(kVersion);
+    const std::vector<uint8_t> text{'s', 'h', 'a', 'r', 'e', 'd', 0};
+    builder.AddDataEntry({text, 1u, {}});
+    builder.AddDataEntry({text, 1u, {}});
+    builder.AddDataEntry({text, std::nullopt, {}});
+    builder.AddDataEntry({{}, 9u, {}});
+    builder.AddModule("module", {1, 0, 0}, 0, {});
+    binwriter::SymbolEntry outOfRange{"module", {1, 0, 0}, 0, {}, 7u, {}};
+    builder.AddSymbol(outOfRange);
+    return builder.Build();
+}
+
+struct DuplicatesTable {
+    DuplicatesTable() {
+        loaded = LoadTable(table, bytes, kVersion, &modes);
+        for (unsigned int id = 1; id <= 3; ++id) {
+            table.Find(entries[id], id, false);
+        }
+    }
+    void* New() { return ZyraCalloc(4, sizeof(int), 0); }
+
+    TestSetManager setManager;
+    TestModeTable modes{1};
+    std::vector<uint8_t> bytes = DuplicatesBinary();
+    ParameterFileSymbolTable table{&setManager, VersionUnion(kVersion.Word())};
+    bool loaded = false;
+    ParameterFileSymbolTableEntry entries[4];
+};
+
+TEST(DuplicateObjects, GroupMembersShareOneObjectPerSiteAndCount) {
+    zyra_test::LogCapture capture;
+    DuplicatesTable t;
+    ASSERT_TRUE(t.loaded);
+    EXPECT_EQ(Lines(capture, "[ERROR]"),
+              (Messages{"[ERROR] Invalid DuplicateID value 7, should be less than module table "
+                        "count: 2\n",
+                        "[ERROR] Invalid DuplicateID value 9, should be less than data table "
+                        "count: 4\n"}));
+    ParameterFileSymbolTableEntry& first = t.entries[1];
+    ParameterFileSymbolTableEntry& second = t.entries[2];
+    capture.Clear();
+
+    void* pObject = t.New();
+    EXPECT_EQ(first.GetDupObject(4, kSite, 10), nullptr);
+    DupObjInfo* pInfo = first.SetDupObject(pObject, 4, kSite, 10);
+    ASSERT_NE(pInfo, nullptr);
+    EXPECT_EQ(pInfo->m_refCount.load(), 1u);
+    EXPECT_EQ(second.GetDupObject(4, kSite, 10), pInfo);
+    EXPECT_EQ(pInfo->m_pObject, pObject);
+    EXPECT_EQ(pInfo->m_refCount.load(), 2u);
+
+    // Another site, or the same site for another count, is another object.
+    EXPECT_EQ(second.GetDupObject(4, kSite, 11), nullptr);
+    EXPECT_EQ(second.GetDupObject(5, kSite, 10), nullptr);
+    EXPECT_EQ(Lines(capture, "[DEBUG]"),
+              (Messages{"[DEBUG] GetDupObject found duplicate objects with differing counts: "
+                        "IsModule: 0, ID: 1, Count: 5, Found: 4, Loc: loader.cpp:10\n"}));
+
+    // An object offered while the element holds one stays the caller's, and the element
+    // keeps the reference its lookup took.
+    void* pLate = t.New();
+    EXPECT_EQ(second.SetDupObject(pLate, 4, kSite, 10), nullptr);
+    EXPECT_EQ(pInfo->m_refCount.load(), 3u);
+    EXPECT_TRUE(t.table.ReleaseDupObject(pLate));
+    ZyraFree(pLate);
+
+    // An entry in no group shares nothing.
+    void* pOwn = t.New();
+    EXPECT_EQ(t.entries[3].SetDupObject(pOwn, 4, kSite, 10), nullptr);
+    EXPECT_TRUE(t.table.ReleaseDupObject(pOwn));
+    ZyraFree(pOwn);
+    EXPECT_FALSE(t.table.ReleaseDupObject(nullptr));
+
+    EXPECT_FALSE(t.table.ReleaseDupObject(pObject));
+    EXPECT_FALSE(t.table.ReleaseDupObject(pObject));
+    EXPECT_TRUE(t.table.ReleaseDupObject(pObject));
+    ZyraFree(pObject);
+
+    // The emptied element comes back without taking a reference, and is filled again.
+    EXPECT_EQ(first.GetDupObject(4, kSite, 10), pInfo);
+    EXPECT_EQ(pInfo->m_pObject, nullptr);
+    EXPECT_EQ(pInfo->m_refCount.load(), 0u);
+    void* pRefill = t.New();
+    EXPECT_EQ(second.SetDupObject(pRefill, 4, kSite, 10), pInfo);
+    EXPECT_EQ(pInfo->m_refCount.load(), 1u);
+    EXPECT_TRUE(t.table.ReleaseDupObject(pRefill));
+    ZyraFree(pRefill);
+    EXPECT_TRUE(Lines(capture, "[ERROR]").empty());
+}
+
+TEST(DuplicateObjects, TextsOfOneGroupAreReadOnce) {
+    DuplicatesTable t;
+    char* pFirst = nullptr;
+    char* pSecond = nullptr;
+    char* pAlone = nullptr;
+    ASSERT_TRUE(t.entries[1].ReadString(&pFirst, 7, 4));
+    ASSERT_TRUE(t.entries[2].ReadString(&pSecond, 7, 4));
+    ASSERT_TRUE(t.entries[3].ReadString(&pAlone, 7, 4));
+    EXPECT_STREQ(pFirst, "shared");
+    EXPECT_EQ(pSecond, pFirst);
+    EXPECT_NE(pAlone, pFirst);
+    // A read text moves the cursor by its padded length, a shared one by its bare length.
+    EXPECT_EQ(t.entries[1].GetPosition(), 8u);
+    EXPECT_EQ(t.entries[2].GetPosition(), 7u);
+    for (char* pText : {pFirst, pSecond, pAlone}) {
+        if (t.table.ReleaseDupObject(pText)) {
+            ZyraFree(pText);
+        }
+    }
+}
+
+TEST(DuplicateObjects, InvalidRequestsAreLoggedWithTheirValues) {
+    DuplicatesTable t;
+    zyra_test::LogCapture capture;
+    EXPECT_EQ(t.table.GetDupObject(false, 5, 1, kSite, 3), nullptr);
+    EXPECT_EQ(t.table.SetDupObject(false, 1, nullptr, 1, kSite, 3), nullptr);
+
+    const std::regex kPointer("0x[0-9a-f]+|\\(nil\\)");
+    Messages errors;
+    for (const std::string& line : Lines(capture, "[ERROR]")) {
+        errors.push_back(std::regex_replace(line, kPointer, "P"));
+    }
+    EXPECT_EQ(errors,
+              (Messages{"[ERROR] GetDupObject called with invalid values, This: P, IsModule: 0, "
+                        "ID: 5, DupCount: 2, LookupCnt: 4, DupEntries: P, EntryLookup: P, Loc: "
+                        "loader.cpp:3\n",
+                        "[ERROR] SetDupObject called with invalid values, This: P, IsModule: 0, "
+                        "ID: 1, Obj: P, DupCount: 2, LookupCnt: 4, DupEntries: P, EntryLookup: "
+                        "P, EntryLookup[id].Dup: 1, Loc: loader.cpp:3\n"}));
+}
+
+// Every allocation of a load may fail: the load then ends, or goes on without what it could
+// not get, and leaks nothing.
+TEST(DuplicateObjects, LoadsSurviveEveryFailedAllocation) {
+    zyra_test::TempDir dir;
+    std::vector<uint8_t> bytes = DuplicatesBinary();
+    std::string path = dir.Write("dup.bin", std::string(bytes.begin(), bytes.end()));
+    std::set<std::string> errors;
+    for (bool fromFile : {false, true}) {
+        for (uint32_t nth = 1;; ++nth) {
+            TestSetManager setManager;
+            TestModeTable modes(1);
+            ParameterBinaryFile file(path.c_str(), nullptr, false);
+            ParameterFileSymbolTable table(&setManager, VersionUnion(kVersion.Word()));
+            zyra_test::LogCapture capture;
+            uint64_t before = Zyra::Memory::AllocationCount();
+            Zyra::Memory::FailNthAllocation(nth);
+            LoadTable(table, bytes, kVersion, &modes, fromFile ? &file : nullptr,
+                      fromFile ? path.c_str() : nullptr);
+            Zyra::Memory::FailNthAllocation(0);
+            for (const std::string& line : Lines(capture, "[ERROR]")) {
+                errors.insert(line);
+            }
+            if (Zyra::Memory::AllocationCount() - before < nth) {
+                break;
+            }
+        }
+    }
+    EXPECT_EQ(errors.count("[ERROR] Failed to allocate entry/lookup tables\n"), 1u);
+    EXPECT_EQ(errors.count("[ERROR] Failed to allocate space for duplicates variable\n"), 1u);
+}
+
+}  // namespace
