@@ -1,0 +1,44 @@
+// Per module type: the registered prototype and the instances made from it for one binary.
+#pragma once
+
+#include "zyra_api.h"
+
+class ParameterModule;
+
+// One link of an instance list. It owns its module and the rest of the list.
+class ZYRA_API ModuleLink {
+public:
+    explicit ModuleLink(ParameterModule* pModule);
+    // Destroys the module and the links behind this one. To take a link out without its
+    // module, clear Module and Next first.
+    ~ModuleLink();
+    ModuleLink(const ModuleLink&) = delete;
+    ModuleLink& operator=(const ModuleLink&) = delete;
+
+    ParameterModule* Module;
+    ModuleLink* Next = nullptr;
+};
+
+class ZYRA_API DefaultModule {
+public:
+    explicit DefaultModule(ParameterModule* pPrototype);
+    // Destroys every instance, then the prototype.
+    ~DefaultModule();
+    DefaultModule(const DefaultModule&) = delete;
+    DefaultModule& operator=(const DefaultModule&) = delete;
+
+    // Appends an instance. False for null, and when no link could be made: the module is
+    // then not in the list and stays the caller's.
+    bool AddModule(ParameterModule* pModule);
+    // Unhooks and destroys the link of `pModule`; the module itself survives. The tail is
+    // not moved: after the last link of a longer list went, InstanceTail names the destroyed
+    // link until the list is emptied. AddModule tests the head alone for an empty list.
+    void RemoveModule(const ParameterModule* pModule);
+    // The first instance whose symbol entry is `id`. An instance without ModuleData ends the
+    // search and is itself the answer.
+    ParameterModule* Find(unsigned int id);
+
+    ParameterModule* Prototype;
+    ModuleLink* InstanceHead = nullptr;
+    ModuleLink* InstanceTail = nullptr;
+};

@@ -1,0 +1,69 @@
+// One node of the mode tree: a Mode/SubMode pair, its children, an optional link to another
+// node whose modules it borrows, and the modules this node holds with their reference counts.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+#include "parser/foundation/mode_union.h"
+#include "parser/setmanager/tuning_mode.h"
+#include "zyra_api.h"
+
+class ParameterModule;
+
+struct ModuleReference {
+    ParameterModule* Module;
+    uint32_t RefCount;
+};
+
+class ZYRA_API ModeEntry {
+public:
+    ModeEntry(bool loaded, bool pinned);
+    // Deletes the first child and the next sibling, and so the subtree and the rest of the
+    // sibling chain. Modules are not owned.
+    ~ModeEntry();
+    ModeEntry(const ModeEntry&) = delete;
+    ModeEntry& operator=(const ModeEntry&) = delete;
+
+    void Initialize(unsigned int id, const ModeUnion& mode, ModeEntry** pLink);
+    void Initialize(unsigned int id, unsigned short mode, unsigned short subMode, ModeEntry** pLink);
+
+    void AddMode(ModeEntry* pChild);
+    ModeEntry* FindMode(const TuningMode* pStep);
+    ModeEntry* FindMode(const TuningMode* pGroup, unsigned int count, unsigned int depth);
+    ParameterModule* FindModule(const std::string& name);
+    bool AddModule(ParameterModule* pModule);
+    // Puts `pModule` under its name with no references; returns the module it replaced.
+    ParameterModule* ReplaceModule(ParameterModule* pModule);
+
+    void AddReference(ParameterModule* pModule);
+    void ReleaseReference(ParameterModule* pModule);
+    uint32_t GetReferenceCount(const ParameterModule* pModule);
+    void ReleaseReferences();
+    bool IsActive();
+    bool HasLocalModules();
+    bool IsParent(ModeEntry* pMode);
+
+    void GetModePath(char* pPath, unsigned int size);
+    const char* GetModeName();
+    const char* GetSubModeName();
+
+    // The last node of the link chain starting here (this node when it has no link).
+    ModeEntry* LinkTarget();
+
+    uint32_t ID = 0;
+    ModeUnion Mode;
+    bool Loaded;
+    bool Pinned;
+    ModeEntry** Link = nullptr;
+    ModeEntry* Parent = nullptr;
+    ModeEntry* FirstChild = nullptr;
+    ModeEntry* LastChild = nullptr;
+    ModeEntry* NextSibling = nullptr;
+    std::unordered_map<std::string, ModuleReference> Modules;
+
+private:
+    // Whether `pModule` was created for this very node (and not shared in from another).
+    bool IsLocal(const ParameterModule* pModule) const;
+};

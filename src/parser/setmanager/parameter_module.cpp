@@ -1,0 +1,81 @@
+#include "parser/setmanager/parameter_module.h"
+
+#include <cstring>
+#include <new>
+
+#include "parser/foundation/parser_alloc_category.h"
+#include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/module_data.h"
+#include "zyra/memory.h"
+
+namespace {
+
+char* CopyOf(const char* pText) {
+    size_t length = std::strlen(pText);
+    auto* pCopy = static_cast<char*>(ZyraCalloc(length + 1, 1, kParserAllocCategory));
+    if (pCopy != nullptr) {
+        std::memcpy(pCopy, pText, length);
+    }
+    return pCopy;
+}
+
+}  // namespace
+
+ParameterModule::ParameterModule(const char* pName, const VersionUnion& version, ModuleData* pData)
+    : Name(CopyOf(pName != nullptr ? pName : "")),
+      Type(static_cast<char*>(ZyraCalloc(ModuleData::kTypeLength + 1, 1, kParserAllocCategory))),
+      Version(version),
+      Data(pData),
+      Loaded(false),
+      Modified(0) {
+    if (Type != nullptr && Name != nullptr) {
+        ModuleData::GetType(Type, Name);
+    }
+    if (pData != nullptr && pData->Mode != nullptr) {
+        Mode = pData->Mode->Mode;
+    }
+}
+
+ParameterModule::ParameterModule(const char* pName, unsigned short major, unsigned short minor,
+                                 unsigned int patch, ModuleData* pData)
+    : ParameterModule(pName, VersionUnion(major, minor, patch), pData) {}
+
+ParameterModule::~ParameterModule() {
+    ZyraFree(Name);
+    ZyraFree(Type);
+}
+
+void* ParameterModule::operator new(size_t size) {
+    void* pMemory = ZyraCalloc(1, size, kParserAllocCategory);
+    if (pMemory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return pMemory;
+}
+
+void* ParameterModule::operator new(size_t size, const std::nothrow_t&) noexcept {
+    return ZyraCalloc(1, size, kParserAllocCategory);
+}
+
+void ParameterModule::operator delete(void* pMemory) noexcept { ZyraFree(pMemory); }
+
+void ParameterModule::operator delete(void* pMemory, const std::nothrow_t&) noexcept {
+    ZyraFree(pMemory);
+}
+
+bool ParameterModule::GetValue(const char* /*pPath*/, char* /*pValue*/, unsigned int /*size*/) {
+    return false;
+}
+
+bool ParameterModule::SetValue(const char* /*pPath*/, const char* /*pValue*/) { return false; }
+
+bool ParameterModule::GetInfo(const char* /*pPath*/, PList<ParameterParserInfo>& /*info*/) {
+    return false;
+}
+
+uint32_t ParameterModule::GetReferenceCount() const {
+    if (Data == nullptr || Data->Mode == nullptr) {
+        return 0;
+    }
+    return Data->Mode->GetReferenceCount(this);
+}

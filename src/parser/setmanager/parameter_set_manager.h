@@ -1,0 +1,182 @@
+// The object a client of the parser deals with. A derived class registers its module
+// prototypes; the client loads one binary, asks for modules by name and mode branch, and
+// releases them. The set manager reads the binary's container and mode tree, decides which
+// modules are in memory and which instance a branch selects, and answers the text interface
+// of the live tuning service.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+#include "parser/foundation/mode_union.h"
+#include "parser/foundation/parameter_logging_api.h"
+#include "parser/foundation/parameter_mutex.h"
+#include "parser/foundation/plist.h"
+#include "parser/foundation/version_union.h"
+#include "parser/setmanager/mode_table.h"
+#include "parser/setmanager/tuning_mode.h"
+#include "zyra_api.h"
+
+class BinaryFieldReader;
+class DefaultModule;
+class ModeEntry;
+class ModuleData;
+class ParameterBinaryFile;
+class ParameterFileSymbolTable;
+class ParameterFileSymbolTableEntry;
+class ParameterModule;
+struct ParameterParserInfo;
+
+// The text interface the live tuning worker calls back into.
+class ZYRA_API IParameterDataAPI : public IParameterLoggingAPI {
+public:
+    virtual ~IParameterDataAPI() = default;
+    virtual bool GetValue(const char* pModePath, const char* pModuleSpec, const char* pNames,
+                          char* pValue, unsigned int size) = 0;
+    virtual bool SetValue(const char* pModePath, const char* pModuleSpec, const char* pName,
+                          const char* pValue) = 0;
+    virtual bool GetInfo(const char* pModePath, const char* pModuleSpec,
+                         PList<ParameterParserInfo>& info) = 0;
+    virtual bool GetActiveModes(char* pText, unsigned int size) = 0;
+    virtual bool GetControlValues(char* pText, unsigned int size) = 0;
+    virtual bool GetTriggerValues(char* pText, unsigned int size) = 0;
+    virtual unsigned int GetChildModes(const char* pModePath, unsigned char* pText,
+                                       unsigned int size) = 0;
+    virtual bool GetModeShorthand(const char* pModePath, char* pText, unsigned int size) = 0;
+};
+
+class ZYRA_API ParameterSetManager : public IModeTable, public IParameterDataAPI {
+public:
+    // Sizes of the fixed text fields.
+    static constexpr unsigned int kErrorTextSize = 2048;
+    static constexpr unsigned int kFileNameSize = 1024;
+    // The header and section table of an on-demand binary must lie within this many bytes.
+    static constexpr unsigned int kOnDemandHeaderSize = 316;
+
+    ParameterSetManager();
+
+    // Virtual operations in the order of the class's table of operations.
+    ModeEntry* GetModeEntry(unsigned int id) override;
+    ~ParameterSetManager() override;
+    bool GetActiveModes(char* pText, unsigned int size) override;
+    bool GetModeShorthand(const char* pModePath, char* pText, unsigned int size) override;
+    virtual ModeEntry* GetModeEntry(const char* pModePath);
+    virtual ModeEntry* GetModeEntry(const TuningMode* pBranch, unsigned int count);
+    unsigned int GetChildModes(const char* pModePath, unsigned char* pText,
+                               unsigned int size) override;
+    const char* GetLoggingIdentifier() override;
+    bool LoggingEnabled(ParameterLogging::ParameterLogLevel level) override;
+    virtual DefaultModule* GetDefaultModule(char* pType) = 0;
+    virtual void SaveAndClearModules() = 0;
+
+    // Loading a binary.
+    bool LoadBinaryParameters(const char* pFileName);
+    bool LoadBinaryParameters(unsigned char* pBuffer, unsigned long length);
+    bool ReadHeader(unsigned char* pBuffer, unsigned int length, unsigned int* pPosition,
+                    unsigned int* pSectionTableOffset, unsigned char* pAlignment);
+    bool ReadSectionInfo(unsigned char* pBuffer, unsigned int length, unsigned int* pPosition,
+                         unsigned char alignment);
+    bool ReadSections(unsigned char* pBuffer, unsigned int length, const char* pFileName,
+                      ParameterBinaryFile* pFile, unsigned int fileLength, unsigned int position,
+                      IModeTable* pModeTable, unsigned char alignment);
+    bool ReadModeSection(unsigned char* pBuffer, unsigned int length, ParameterBinaryFile* pFile,
+                         unsigned char alignment);
+
+    // Modules of a loaded binary.
+    ParameterModule* CreateModule(const ParameterFileSymbolTableEntry* pEntry, ModuleData* pData,
+                                  bool load);
+    bool AddModule(const ModuleData* pData, ParameterModule* pModule);
+
+    // Mode paths in their three text forms, and the tree behind them.
+    bool GetModeBranchFromPath(const char* pPath, PList<TuningMode>& branch);
+    void GetPathFromModeBranch(const TuningMode* pBranch, unsigned int count, char* pPath,
+                               unsigned int size);
+    static unsigned short GetModeIndex(const char* pName);
+    static unsigned short GetSubModeIndex(unsigned short mode, const char* pName);
+    void GetDialinModesString(const char* pPaths, char* pText, unsigned int size);
+
+    // The last error text, with the module's identity when one is given.
+    void SetError(const char* pText, const ModuleData* pData = nullptr);
+    const char* GetError() const { return m_errorText; }
+    bool IsValid() const { return m_valid; }
+    const VersionUnion& GetBinaryVersion() const { return m_binaryVersion; }
+    ParameterFileSymbolTable* GetSymbolTable() const { return m_symbolTable; }
+    ParameterMutex& GetLoadLock() { return m_loadLock; }
+    ModeEntry* GetRootMode() const { return m_rootMode; }
+    unsigned int GetModeCount() const { return m_modeCount; }
+    bool IsFileMode() const { return m_fileName[0] != '\0'; }
+
+protected:
+    // Section types of the container.
+    enum SectionType : uint32_t {
+        SymbolSection = 0,
+        DataSection = 1,
+        ModeSection = 2,
+        DataTableSection = 3,
+        SectionTypeCount = 4,
+    };
+    struct SectionInfo {
+        uint32_t offset;
+        uint32_t size;
+    };
+
+    char* m_binaryTag = nullptr;
+    bool m_valid = false;
+    char m_errorText[kErrorTextSize] = {};
+    uint64_t m_binaryFlags = 0;
+    VersionUnion m_binaryVersion;
+    uint32_t m_sectionCount = 0;
+    SectionInfo m_sections[SectionTypeCount] = {};
+    bool m_logErrors = true;
+    bool m_logWarnings = true;
+    bool m_logDebug = true;
+    bool m_ignoreMissingModules = false;
+    bool m_dialinEnabled = true;
+    uint32_t m_valueSetCount = 0;
+    std::unordered_map<std::string, DefaultModule*> m_defaultModules;
+    ParameterFileSymbolTable* m_symbolTable = nullptr;
+    ParameterMutex m_loadLock;
+    ParameterMutex m_dataLock;
+    uint32_t m_maxActiveModes = 0;
+    bool m_onDemand = false;
+    char m_fileName[kFileNameSize] = {};
+    ModeEntry* m_rootMode = nullptr;
+    ModeEntry** m_modes = nullptr;
+    uint32_t m_modeCount = 0;
+    PList<ModeEntry*> m_activeModes;
+
+private:
+    // The refusals of a header whose fields were all read, in their order; null when it is
+    // good. A formatted refusal is composed in the error text itself. A version below the
+    // mode tree version only records its warning.
+    const char* JudgeHeader(const char* pTag, uint32_t headerSize, unsigned int length);
+    // Reads the header from the whole file, then the sections from its first bytes, keeping
+    // to the file for everything else.
+    void LoadOnDemand(const char* pFileName, ParameterBinaryFile* pFile, unsigned char* pBuffer,
+                      unsigned int fileSize);
+    void LogLoadCompleted();
+    // Creates each module of the symbol table and files it under its mode.
+    bool CreateModules();
+
+    // A table of one Default node, for binaries without a mode section.
+    bool MakeDefaultModeTable();
+    bool ReadModeRecords(BinaryFieldReader& reader, unsigned char alignment);
+    // Makes the node of one record, or gives its parent a second id, and hangs it in the tree.
+    // False when memory ran out.
+    bool PlaceMode(uint32_t id, const ModeUnion& mode, uint32_t parentId, uint32_t linkId,
+                   bool pinned);
+    // Number of steps from `start` on that share the full Mode of step `start`.
+    static unsigned int GroupLength(const TuningMode* pBranch, unsigned int count,
+                                    unsigned int start);
+
+    // Frees everything a load made: the tree, the mode table, the binary tag, the symbol
+    // table and the file it reads from.
+    void FreeBinaryParameters();
+
+    // The file an on-demand binary is read from, kept as long as its symbol table.
+    ParameterBinaryFile* m_pBinaryFile = nullptr;
+    // Nodes that no parent holds (their parent came later in the file, or there was a root
+    // already); each is freed with whatever hangs below it.
+    PList<ModeEntry*> m_detachedModes;
+};
