@@ -32,7 +32,8 @@ public:
         uint32_t offset;
     };
 
-    // `pSetManager` may be null: then nothing logs through it and Find finds nothing.
+    // `pSetManager` may be null: messages then go out without a logger, and Find refuses
+    // every id.
     ParameterFileSymbolTable(ParameterSetManager* pSetManager, const VersionUnion& version);
     // Frees the entries, lookups, module identities and duplicate elements; shared objects
     // still held by elements are not freed, their holders release them.
