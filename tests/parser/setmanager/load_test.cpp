@@ -1,0 +1,196 @@
+// Whole loads through the writer: every version range and both alignments, from memory, from a
+// file and on demand; modules filed under their modes; the refusals of a file load.
+#include <gtest/gtest.h>
+
+#include "binwriter/tuning_binary_builder.h"
+#include "parser/setmanager/module_data.h"
+#include "set_manager_test_support.h"
+#include "temp_dir.h"
+
+namespace setmanager_test {
+namespace {
+
+using binwriter::ModeRecord;
+using binwriter::SymbolEntry;
+using binwriter::TuningBinaryBuilder;
+using binwriter::Version;
+using Texts = std::vector<std::string>;
+
+const VersionUnion kAbc(1, 2, 3);
+const VersionUnion kDef(4, 5, 6);
+
+// Default; Usecase.Preview; Feature2.MFNRBlend below it, pinned where pins exist; Usecase.Video
+// linked to Preview where links exist. "abc" in Default and MFNRBlend, "def" in Preview.
+std::vector<uint8_t> Sample(const Version& version) {
+    TuningBinaryBuilder builder(version);
+    builder.SetBinaryTag("sample");
+    builder.AddMode(Record(0, 0));
+    builder.AddMode(Record(2, 0, 0));
+    builder.AddMode(Record(4, 4, 1, std::nullopt, true));
+    builder.AddMode(Record(2, 2, 0, 1));
+    builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(11));
+    builder.AddModule("abc", {1, 2, 3}, 2, ValueBytes(22));
+    builder.AddModule("def", {4, 5, 6}, 1, ValueBytes(33));
+    return builder.Build();
+}
+
+void RegisterSample(TestSetManager& manager) {
+    manager.Register("abc", kAbc);
+    manager.Register("lumatrope_def", kDef);
+}
+
+std::string AsText(const std::vector<uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
+
+const Version kVersions[] = {{1, 0, 1}, {1, 0, 2}, {1, 1, 0}, {2, 0, 0}, {3, 0, 0},
+                             {3, 0, 1}, {3, 0, 2}, {4, 0, 0}, {5, 0, 0}};
+
+TEST(SetManagerLoad, EveryVersionFromMemoryFromFileAndOnDemand) {
+    enum Source { Memory, File, OnDemand };
+    zyra_test::TempDir dir;
+    for (const Version& version : kVersions) {
+        std::vector<uint8_t> binary = Sample(version);
+        const std::string path = dir.Write("sample.bin", AsText(binary));
+        for (const Source source : {Memory, File, OnDemand}) {
+            SCOPED_TRACE(version.major * 1000 + version.minor * 100 + version.patch * 10 + source);
+            TestSetManager manager;
+            RegisterSample(manager);
+            manager.SetOnDemand(source == OnDemand);
+            ASSERT_TRUE(source == Memory ? manager.LoadBinaryParameters(binary.data(), binary.size())
+                                         : manager.LoadBinaryParameters(path.c_str()));
+            EXPECT_EQ(manager.GetBinaryVersion(),
+                      VersionUnion(version.major, version.minor, version.patch));
+            EXPECT_EQ(manager.IsFileMode(), source == OnDemand);
+            EXPECT_STREQ(manager.GetLoggingIdentifier(),
+                         (version >= Version{1, 0, 2}) ? "sample" : nullptr);
+            ModeEntry* pBlend = manager.GetModeEntry("0.0|2.0|4.4");
+            ASSERT_EQ(pBlend, manager.GetModeEntry(2u));
+            TestModule* pRootAbc = ModuleOf(manager.GetRootMode(), "abc");
+            TestModule* pBlendAbc = ModuleOf(pBlend, "abc");
+            TestModule* pPreviewDef = ModuleOf(manager.GetModeEntry(1u), "lumatrope_def");
+            ASSERT_TRUE(pRootAbc && pBlendAbc && pPreviewDef);
+            EXPECT_EQ(pBlendAbc->Data->Mode, pBlend);
+            EXPECT_EQ(pBlendAbc->Mode.Word(), pBlend->Mode.Word());
+            const bool links = version >= Version{2, 0, 0};
+            EXPECT_EQ(ModuleOf(manager.GetModeEntry(3u), "lumatrope_def"),
+                      links ? pPreviewDef : nullptr);
+            EXPECT_EQ(pRootAbc->Value, 11u);
+            if (source == OnDemand) {
+                // Only pinned modes are read at load: the root, and MFNRBlend where pins exist.
+                EXPECT_FALSE(manager.GetModeEntry(1u)->Loaded);
+                EXPECT_FALSE(pPreviewDef->Loaded);
+                EXPECT_EQ(pBlendAbc->Loaded, (version >= Version{5, 0, 0}));
+                // Asked for later, a module's entry and values come from the file again.
+                EXPECT_TRUE(pPreviewDef->LoadModule(manager.GetSymbolTable()));
+                EXPECT_TRUE(pBlendAbc->LoadModule(manager.GetSymbolTable()));
+            }
+            EXPECT_EQ(pBlendAbc->Value, 22u);
+            EXPECT_EQ(pPreviewDef->Value, 33u);
+        }
+    }
+}
+
+TEST(SetManagerLoad, ModulesThatCannotBeMadeFailTheLoadButNotTheOthers) {
+    TuningBinaryBuilder builder({3, 0, 2});
+    builder.AddMode(Record(0, 0));
+    builder.AddMode(Record(5, 6, 0));
+    builder.AddModule("xyz", {1, 0, 0}, 0, ValueBytes(1));
+    builder.AddModule("abc", {1, 2, 4}, 1, ValueBytes(2));
+    const uint32_t first = builder.AddModule("def", {4, 5, 6}, 0, ValueBytes(3));
+    SymbolEntry shared;
+    shared.name = "def";
+    shared.version = {4, 5, 6};
+    shared.mode = 1;
+    shared.data = ValueBytes(3);
+    shared.duplicateId = first;
+    builder.AddSymbol(shared);
+    builder.AddModule("abc", {1, 2, 3}, 9, ValueBytes(4));
+    std::vector<uint8_t> binary = builder.Build();
+
+    for (const bool ignore : {false, true}) {
+        zyra_test::LogCapture capture;
+        TestSetManager manager;
+        RegisterSample(manager);
+        manager.SetIgnoreMissingModules(ignore);
+        EXPECT_FALSE(manager.LoadBinaryParameters(binary.data(), binary.size()));
+        EXPECT_FALSE(manager.IsValid());
+        Texts expected = {
+            "[ERROR] Failed to parse binary header data for:  Type: abc, Major: 1, "
+            "Minor: 2, Patch: 4, Mode: 5"};
+        if (!ignore) {
+            expected.insert(expected.begin(),
+                            {"[ERROR] Failed to find header module:  Type: xyz, Major: 1, Minor: "
+                             "0, Patch: 0, Mode: 0",
+                             "[ERROR] AddModule: module is nullptr"});
+            expected.push_back("[ERROR] AddModule: module is nullptr");
+        }
+        // Identities are made while the table is read, modules after it.
+        expected.insert(expected.begin(),
+                        "[ERROR] Failed to find ModeID 9 in mode table when creating ModuleData");
+        expected.push_back("[ERROR] AddModule: moduleData->ModeId(9) >= m_modeCount(2)");
+        EXPECT_EQ(Errors(capture), expected);
+
+        // Two entries of one duplicate group give one object in two modes; it counts as
+        // local only to the mode that made it.
+        ModeEntry* pRoot = manager.GetRootMode();
+        ModeEntry* pScene = manager.GetModeEntry(1u);
+        TestModule* pDef = ModuleOf(pRoot, "lumatrope_def");
+        ASSERT_NE(pDef, nullptr);
+        EXPECT_EQ(ModuleOf(pScene, "lumatrope_def"), pDef);
+        pScene->AddReference(pDef);
+        EXPECT_FALSE(pScene->IsActive());
+        EXPECT_FALSE(pScene->HasLocalModules());
+        pRoot->AddReference(pDef);
+        EXPECT_TRUE(pRoot->IsActive());
+        EXPECT_EQ(pDef->GetReferenceCount(), 1u);
+    }
+}
+
+TEST(SetManagerLoad, RefusalsOfAFileLoad) {
+    zyra_test::TempDir dir;
+    TuningBinaryBuilder farTable({5, 0, 0});
+    farTable.AddModule("abc", {1, 2, 3}, 0, std::vector<uint8_t>(64, 0));
+    farTable.Overrides().sectionTableOffset = 320;
+    TuningBinaryBuilder compressed({3, 0, 0});
+    compressed.SetFlags(2);
+    struct Case {
+        std::string name;
+        bool onDemand;
+        const char* pError;  // the error text held afterwards
+        Texts lastErrors;
+    };
+    const std::string missing = dir.File("missing.bin");
+    const Case cases[] = {
+        {std::string(1023, 'n'), false, "",
+         {"[ERROR] File name length (1023) exceeds max file name length of 1023\n"}},
+        // The file object that could not open complains of its reference as it goes.
+        {missing, false, "",
+         {"[ERROR] Failed to load binary file " + missing + "\n",
+          "[ERROR] FileReference Remove: -1, Ref Cnt: 1, Called when file was already closed\n"}},
+        // On demand the section table must end within the first 316 bytes.
+        {dir.Write("far.bin", AsText(farTable.Build())), true, "Invalid binary file section count",
+         {"[ERROR] Failed to read 4 bytes from binary file offset 320, length 316\n",
+          "[ERROR] Error reading data from header sections",
+          "[ERROR] Invalid binary file section count"}},
+        {dir.Write("compressed.bin", AsText(compressed.Build())), true, "",
+         {"[ERROR] Compressed binary files ssupport removed in V5.1.0\n"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name.substr(0, 40));
+        zyra_test::LogCapture capture;
+        TestSetManager manager;
+        manager.SetOnDemand(c.onDemand);
+        EXPECT_FALSE(manager.LoadBinaryParameters(c.name.c_str()));
+        EXPECT_STREQ(manager.GetError(), c.pError);
+        const Texts errors = Errors(capture);
+        ASSERT_GE(errors.size(), c.lastErrors.size());
+        EXPECT_EQ(Texts(errors.end() - static_cast<long>(c.lastErrors.size()), errors.end()),
+                  c.lastErrors);
+    }
+
+    TestSetManager manager;
+    EXPECT_FALSE(manager.LoadBinaryParameters(static_cast<const char*>(nullptr)));
+    EXPECT_STREQ(manager.GetError(), "LoadBinaryParameters called with nullptr file name");
+}
+
+}  // namespace
+}  // namespace setmanager_test

@@ -1,0 +1,257 @@
+// Mode paths in their three text forms, the searches of the tree, the texts the live tuning
+// service reads from it, reference counts, and the instance lists of module types.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "binwriter/tuning_binary_builder.h"
+#include "parser/foundation/parser_object.h"
+#include "set_manager_test_support.h"
+
+namespace setmanager_test {
+namespace {
+
+using binwriter::TuningBinaryBuilder;
+using Texts = std::vector<std::string>;
+
+std::string Branch(TestSetManager& manager, const char* pPath, bool* pResult = nullptr) {
+    PList<TuningMode> branch;
+    const bool result = manager.GetModeBranchFromPath(pPath, branch);
+    if (pResult != nullptr) {
+        *pResult = result;
+    }
+    char text[128] = "";
+    manager.GetPathFromModeBranch(branch.Count() != 0 ? &branch[0] : nullptr, branch.Count(), text,
+                                  sizeof(text));
+    return text;
+}
+
+TEST(SetManagerModePaths, ParsingAndPrintingInAllThreeForms) {
+    TestSetManager manager;
+    struct Parse {
+        const char* pPath;
+        bool result;
+        const char* pBranch;
+    };
+    const Parse parses[] = {
+        {"0.0|2.1|4.5", true, "0.0|2.1|4.5"},
+        {"0|2|23|.5", true, "0.0|0.0|0.3|0.5"},  // no dot: Mode 0, SubMode from index 1
+        {"12.34|", true, "12.34"},
+        {"1234567.8901|1", true, "1234567.8|0.1|0.0"},  // 9 characters, one lost, the rest goes on
+        {"0.0|2.x|4.5", false, "0.0"},
+        {"0.0|2.1.1", false, "0.0"},
+        {"", false, ""},
+        {"|0.0", false, ""},
+    };
+    for (const Parse& p : parses) {
+        bool result = false;
+        EXPECT_EQ(Branch(manager, p.pPath, &result), p.pBranch) << p.pPath;
+        EXPECT_EQ(result, p.result) << p.pPath;
+    }
+    PList<TuningMode> branch;
+    EXPECT_FALSE(manager.GetModeBranchFromPath(nullptr, branch));
+
+    // Printing appends, and cuts each step at 11 characters and the text at its size.
+    const TuningMode wide[] = {{4000000000u, 65535, 0}, {2, 1, 0}};
+    char text[16] = "x";
+    manager.GetPathFromModeBranch(wide, 2, text, sizeof(text));
+    EXPECT_STREQ(text, "x4000000000.|2.");
+
+    struct Shorthand {
+        const char* pPath;
+        const char* pText;
+    };
+    const Shorthand shorthands[] = {
+        {"Default|Usecase.Preview", "0|2.0"},
+        {"default||FEATURE2.mmfpostfilter|Feature2.13|Scene.", "0|4.13|4.13|5"},
+        {"Unknown.Preview|Effect.Sketch|Effect.Snapshot", "0.0|6.8|6.0"},
+    };
+    for (const Shorthand& s : shorthands) {
+        char out[64];
+        EXPECT_TRUE(manager.GetModeShorthand(s.pPath, out, sizeof(out)));
+        EXPECT_STREQ(out, s.pText) << s.pPath;
+    }
+    char small[4];
+    manager.GetModeShorthand("Usecase.Video|Scene.Night", small, sizeof(small));
+    EXPECT_STREQ(small, "2.2");
+    EXPECT_EQ(ParameterSetManager::GetSubModeIndex(3, "Preview"), 0u);
+    EXPECT_EQ(ParameterSetManager::GetSubModeIndex(0, "70000"), 65535u);
+    EXPECT_EQ(ParameterSetManager::GetModeIndex(nullptr), 0u);
+
+    char named[128];
+    manager.GetDialinModesString("0.0|2.1|4.5;0.0|1.3|9.7|2.99|6.11", named, sizeof(named));
+    EXPECT_STREQ(named,
+                 "Default|Usecase.Snapshot|Feature2.MFNRPostFilter;"
+                 "Default|Sensor.3|.7|Usecase.99|Effect.Whiteboard");
+}
+
+// Default; Usecase.Snapshot with Feature2 OISCapture below it and Feature2 HLG below that;
+// Usecase.Video linked to Snapshot, with its own child Scene.Night.
+class SetManagerModeTree : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TuningBinaryBuilder builder({5, 0, 0});
+        builder.AddMode(Record(0, 0));
+        builder.AddMode(Record(2, 1, 0));
+        builder.AddMode(Record(4, 1, 1));
+        builder.AddMode(Record(4, 2, 2));
+        builder.AddMode(Record(2, 2, 0, 1));
+        builder.AddMode(Record(5, 5, 4));
+        builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(1));
+        builder.AddModule("abc", {1, 2, 3}, 2, ValueBytes(2));
+        builder.AddModule("def", {1, 2, 3}, 1, ValueBytes(3));
+        builder.AddModule("ghi", {1, 2, 3}, 1, ValueBytes(4));
+        m_binary = builder.Build();
+        m_manager.Register("abc", {1, 2, 3});
+        m_manager.Register("def", {1, 2, 3});
+        m_manager.Register("ghi", {1, 2, 3});
+        ASSERT_TRUE(m_manager.LoadBinaryParameters(m_binary.data(), m_binary.size()));
+    }
+
+    std::string Children(const char* pPath, unsigned int size = 256) {
+        std::vector<unsigned char> text(size, 0xAA);
+        const unsigned int written = m_manager.GetChildModes(pPath, text.data(), size);
+        EXPECT_EQ(written, std::strlen(reinterpret_cast<char*>(text.data())) + 1);
+        return reinterpret_cast<char*>(text.data());
+    }
+
+    std::vector<uint8_t> m_binary;
+    TestSetManager m_manager;
+};
+
+TEST_F(SetManagerModeTree, BranchesGroupsAndLinks) {
+    ModeEntry* pOis = m_manager.GetModeEntry(2u);
+    ModeEntry* pHlg = m_manager.GetModeEntry(3u);
+    // Step 0 stands for the root whatever it says, and a branch of one step is the root.
+    EXPECT_EQ(m_manager.GetModeEntry("7.7"), m_manager.GetRootMode());
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|2.1|4.1"), pOis);
+    // Two Feature2 steps are one group, found in either order.
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|2.1|4.1|4.2"), pHlg);
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|2.1|4.2|4.1"), pHlg);
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|2.1|4.2|4.3"), nullptr);
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|2.1|4.2"), nullptr);
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|x"), nullptr);
+    // Only the low 16 bits of a step's Mode meet a node; grouping compares all 32.
+    const TuningMode high[] = {{0, 0, 0}, {0x10002, 1, 0}};
+    EXPECT_EQ(m_manager.GetModeEntry(high, 2), m_manager.GetModeEntry(1u));
+    const TuningMode split[] = {{0, 0, 0}, {2, 1, 0}, {4, 1, 0}, {0x10004, 2, 0}};
+    EXPECT_EQ(m_manager.GetModeEntry(split, 4), pHlg);
+
+    // Video is linked to Snapshot: it finds Snapshot's children and modules, while its own
+    // child list is its own.
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|2.2|4.1"), pOis);
+    EXPECT_EQ(m_manager.GetModeEntry("0.0|2.2|5.5"), nullptr);
+    EXPECT_EQ(m_manager.GetModeEntry(4u)->FindModule("def"),
+              m_manager.GetModeEntry(1u)->FindModule("def"));
+    EXPECT_EQ(Children("0.0|2.2"), "Scene.Night");
+    EXPECT_EQ(Children("0.0|2.1"), "Feature2.OISCapture");
+    EXPECT_EQ(Children("nonsense"), "Usecase.Snapshot,Usecase.Video");
+
+    char path[10] = "";
+    pHlg->GetModePath(path, sizeof(path));
+    EXPECT_STREQ(path, "0.0|2.1|4");
+    EXPECT_TRUE(pHlg->IsParent(m_manager.GetRootMode()));
+    EXPECT_FALSE(pHlg->IsParent(pHlg));
+    EXPECT_FALSE(pHlg->IsParent(nullptr));
+}
+
+TEST_F(SetManagerModeTree, ChildListThatDoesNotFit) {
+    zyra_test::LogCapture capture;
+    // Each piece is written whole or not at all, always leaving room for the terminator.
+    EXPECT_EQ(Children(nullptr, 10), "Usecase.,");
+    EXPECT_EQ(Errors(capture),
+              (Texts{"[ERROR] Failed to write 8 bytes to binary offset 8, length 10",
+                     "[ERROR] Failed to write 7 bytes to binary offset 9, length 10",
+                     "[ERROR] Failed to write 1 bytes to binary offset 9, length 10",
+                     "[ERROR] Failed to write 5 bytes to binary offset 9, length 10"}));
+}
+
+TEST_F(SetManagerModeTree, ReferenceCountsAndActiveModes) {
+    ModeEntry* pRoot = m_manager.GetRootMode();
+    ModeEntry* pSnapshot = m_manager.GetModeEntry(1u);
+    ModeEntry* pOis = m_manager.GetModeEntry(2u);
+    ParameterModule* pDef = pSnapshot->FindModule("def");
+    ParameterModule* pGhi = pSnapshot->FindModule("ghi");
+    ParameterModule* pAbc = pRoot->FindModule("abc");
+
+    zyra_test::LogCapture capture;
+    pSnapshot->AddReference(pDef);
+    pSnapshot->AddReference(pGhi);
+    pSnapshot->AddReference(pGhi);
+    pSnapshot->AddReference(pAbc);
+    pSnapshot->ReleaseReference(pAbc);
+    pRoot->ReleaseReference(pAbc);
+    EXPECT_EQ(Errors(capture),
+              (Texts{"[ERROR] Attempt to add reference to a non-existant module.  Mode: 2, "
+                     "SubMode: 1, Module abc",
+                     "[ERROR] Attempt to release a non-existant module.  Mode: 2, SubMode: 1, "
+                     "Module abc",
+                     "[ERROR] Attempt to release unreferenced module.  Mode: 0, SubMode: 0, "
+                     "Module abc"}));
+    // Named, the count runs from that module to the end of the map's order.
+    EXPECT_EQ(pSnapshot->GetReferenceCount(nullptr), 3u);
+    const bool defFirst = pSnapshot->Modules.begin()->first == "def";
+    EXPECT_EQ(pDef->GetReferenceCount(), defFirst ? 3u : 1u);
+    EXPECT_EQ(pGhi->GetReferenceCount(), defFirst ? 2u : 3u);
+
+    // Listed: active modes only, a deeper mode in place of its ancestor, and a pinned mode
+    // only while no inactive one was passed.
+    ModeEntry* pVideo = m_manager.GetModeEntry(4u);
+    pOis->AddReference(pOis->FindModule("abc"));
+    pRoot->AddReference(pAbc);
+    PList<ModeEntry*>& active = m_manager.ActiveModes();
+    for (ModeEntry* pMode : {pRoot, pSnapshot, pOis, pVideo, pSnapshot}) {
+        active.Insert(active.Count(), pMode);
+    }
+    char text[256];
+    EXPECT_TRUE(m_manager.GetActiveModes(text, sizeof(text)));
+    EXPECT_STREQ(text, "Default|Usecase.Snapshot|Feature2.OISCapture");
+    while (active.Remove(0)) {
+    }
+    active.Insert(0, pRoot);
+    EXPECT_TRUE(m_manager.GetActiveModes(text, sizeof(text)));
+    EXPECT_STREQ(text, "Default");
+    active.Insert(0, pVideo);
+    EXPECT_TRUE(m_manager.GetActiveModes(text, sizeof(text)));
+    EXPECT_STREQ(text, "");
+
+    capture.Clear();
+    pSnapshot->ReleaseReferences();
+    EXPECT_EQ(pSnapshot->GetReferenceCount(nullptr), 0u);
+    EXPECT_EQ(Errors(capture).size(), 2u);
+    EXPECT_FALSE(pSnapshot->IsActive());
+}
+
+TEST(SetManagerModules, InstanceListsOfAModuleType) {
+    static int s_alive = 0;
+    struct Counted : TestModule {
+        explicit Counted(ModuleData* pData) : TestModule("abc", {1, 0, 0}, pData) { ++s_alive; }
+        ~Counted() override { --s_alive; }
+    };
+    DefaultModule* pDefault = ParserNew<DefaultModule>(new Counted(nullptr));
+    Counted* pOnly = new Counted(nullptr);
+    ASSERT_TRUE(pDefault->AddModule(pOnly));
+    EXPECT_FALSE(pDefault->AddModule(nullptr));
+    // An instance without ModuleData answers every id.
+    EXPECT_EQ(pDefault->Find(12345), pOnly);
+    // Losing its only link empties the list; the module survives and the list starts afresh.
+    pDefault->RemoveModule(pOnly);
+    EXPECT_EQ(pDefault->InstanceHead, nullptr);
+    EXPECT_EQ(pDefault->Find(1), nullptr);
+    Counted* pFirst = new Counted(nullptr);
+    pDefault->AddModule(pFirst);
+    pDefault->AddModule(pOnly);
+    EXPECT_EQ(pDefault->InstanceHead->Module, pFirst);
+    // Removing the last of two leaves the tail where it was.
+    ModuleLink* pTail = pDefault->InstanceTail;
+    pDefault->RemoveModule(pOnly);
+    EXPECT_EQ(pDefault->InstanceTail, pTail);
+    EXPECT_EQ(pDefault->InstanceHead->Next, nullptr);
+    EXPECT_EQ(s_alive, 3);
+    delete pOnly;
+    ParserDelete(pDefault);
+    EXPECT_EQ(s_alive, 0);
+}
+
+}  // namespace
+}  // namespace setmanager_test

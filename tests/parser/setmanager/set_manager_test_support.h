@@ -1,0 +1,81 @@
+// A concrete set manager and a module class for the set manager's tests: the module keeps the
+// contract of generated classes (Create checks type and version and shares instances by id,
+// LoadModule marks the module loaded) and reads one 32-bit value from its entry.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "binwriter/tuning_binary_builder.h"
+#include "log_capture.h"
+#include "parser/foundation/version_union.h"
+#include "parser/setmanager/default_module.h"
+#include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/parameter_module.h"
+#include "parser/setmanager/parameter_set_manager.h"
+
+namespace setmanager_test {
+
+class TestModule : public ParameterModule {
+public:
+    TestModule(const char* pName, const VersionUnion& version, ModuleData* pData)
+        : ParameterModule(pName, version, pData) {}
+
+    ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;
+    bool LoadModule(ParameterFileSymbolTable* pSymbolTable) override;
+    void UnloadModule() override { Loaded = false; }
+
+    uint32_t ModuleID = 0;
+    uint32_t Value = 0;
+};
+
+class TestSetManager : public ParameterSetManager {
+public:
+    ~TestSetManager() override;
+
+    // Registers a prototype of TestModule under `name`.
+    void Register(const char* pName, const VersionUnion& version);
+
+    DefaultModule* GetDefaultModule(char* pType) override;
+    void SaveAndClearModules() override {}
+    // The text interface of the live tuning service is not under test here.
+    bool GetValue(const char*, const char*, const char*, char*, unsigned int) override {
+        return false;
+    }
+    bool SetValue(const char*, const char*, const char*, const char*) override { return false; }
+    bool GetInfo(const char*, const char*, PList<ParameterParserInfo>&) override { return false; }
+    bool GetControlValues(char*, unsigned int) override { return false; }
+    bool GetTriggerValues(char*, unsigned int) override { return false; }
+
+    void SetOnDemand(bool onDemand) { m_onDemand = onDemand; }
+    void SetIgnoreMissingModules(bool ignore) { m_ignoreMissingModules = ignore; }
+    void SetLogging(bool errors, bool warnings, bool debug) {
+        m_logErrors = errors;
+        m_logWarnings = warnings;
+        m_logDebug = debug;
+    }
+    uint32_t SectionCount() const { return m_sectionCount; }
+    uint64_t Flags() const { return m_binaryFlags; }
+    PList<ModeEntry*>& ActiveModes() { return m_activeModes; }
+};
+
+// A mode record: Mode, SubMode, parent id (none: no parent), link id (none: no link), pin.
+binwriter::ModeRecord Record(uint16_t mode, uint16_t subMode,
+                             std::optional<uint32_t> parent = std::nullopt,
+                             std::optional<uint32_t> link = std::nullopt, bool pinned = false);
+
+// The module of `name` that `mode` holds, as a TestModule; null when it holds none.
+TestModule* ModuleOf(ModeEntry* pMode, const std::string& name);
+
+// Eight bytes of module values: `value` as a u32, then zeros (one slot at any alignment).
+std::vector<uint8_t> ValueBytes(uint32_t value);
+
+// The parser's lines, each as "[LEVEL] message".
+std::vector<std::string> Messages(const zyra_test::LogCapture& capture);
+
+// The same lines, only those at error level.
+std::vector<std::string> Errors(const zyra_test::LogCapture& capture);
+
+}  // namespace setmanager_test
