@@ -1,5 +1,6 @@
 #include "parser/setmanager/mode_entry.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -110,10 +111,13 @@ ModeEntry* ModeEntry::FindMode(const TuningMode* pGroup, unsigned int count, uns
         return nullptr;
     }
     // The steps of a group may stand in the tree in any order, so every level tries every
-    // step; the whole group is searched again one level down.
+    // step; the whole group is searched again one level down. A child that failed for one
+    // step fails for all, so it is searched once per level: repeated steps cost no more.
+    std::vector<ModeEntry*> failed;
     for (unsigned int i = 0; i < count; ++i) {
         ModeEntry* pChild = pTarget->FindMode(&pGroup[i]);
-        if (pChild == nullptr) {
+        if (pChild == nullptr ||
+            std::find(failed.begin(), failed.end(), pChild) != failed.end()) {
             continue;
         }
         if (depth + 1 >= count) {
@@ -123,6 +127,7 @@ ModeEntry* ModeEntry::FindMode(const TuningMode* pGroup, unsigned int count, uns
         if (pFound != nullptr) {
             return pFound;
         }
+        failed.push_back(pChild);
     }
     return nullptr;
 }

@@ -155,6 +155,26 @@ TEST_F(SetManagerModeTree, BranchesGroupsAndLinks) {
     EXPECT_FALSE(pHlg->IsParent(nullptr));
 }
 
+TEST(SetManagerModeGroups, RepeatedStepsAgainstADeepChainEndQuickly) {
+    // A chain of eight Feature2 nodes, OISCapture and HLG in turn (a child repeating its
+    // parent's mode would be that parent). A group of forty such steps cannot be placed, and
+    // each level must be searched once, not once per matching step.
+    TuningBinaryBuilder builder({5, 0, 0});
+    builder.AddMode(Record(0, 0));
+    std::vector<TuningMode> branch(41, TuningMode{0, 0, 0});
+    for (uint16_t i = 1; i < branch.size(); ++i) {
+        branch[i] = TuningMode{4, static_cast<uint16_t>(i % 2 != 0 ? 1 : 2), 0};
+        if (i <= 8) {
+            builder.AddMode(Record(4, branch[i].SubMode, i - 1u));
+        }
+    }
+    std::vector<uint8_t> binary = builder.Build();
+    TestSetManager manager;
+    ASSERT_TRUE(manager.LoadBinaryParameters(binary.data(), binary.size()));
+    EXPECT_EQ(manager.GetModeEntry(branch.data(), 41), nullptr);
+    EXPECT_EQ(manager.GetModeEntry(branch.data(), 9), manager.GetModeEntry(8u));
+}
+
 TEST_F(SetManagerModeTree, ChildListThatDoesNotFit) {
     zyra_test::LogCapture capture;
     // Each piece is written whole or not at all, always leaving room for the terminator.
