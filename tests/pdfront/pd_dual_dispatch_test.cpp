@@ -1,11 +1,13 @@
-// The dual-instance dispatch over g_pPDLib1 and g_pPDLib2[cameraId], with
-// instances of the fake algorithm library.
-#include <gmock/gmock.h>
+// The dual-instance dispatch over g_pPDLib1 and g_pPDLib2[cameraId].
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <deque>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "pd_test_support.h"
@@ -13,706 +15,379 @@
 namespace pd_test {
 namespace {
 
-using ::testing::ElementsAre;
-
 constexpr uint32_t kCamera = 2;
 
-class DualDispatchTest : public PdFrontTest {
+// One instance call: "<instance> <operation>[ <get param type>]", and what it was given.
+struct Call {
+    std::string what;
+    const void* pArg1;
+    const void* pArg2;
+    uint32_t cameraId = 0;  // PDLibGetParam: of the record as it came in
+    size_t inputHash = 0;   // PDLibGetParam: of its input area as it came in
+};
+std::vector<Call> g_calls;
+
+size_t Hash(const PDLibGetParamsInput& input) {
+    return std::hash<std::string_view>{}(
+        std::string_view(reinterpret_cast<const char*>(&input), sizeof(input)));
+}
+
+// A fake algorithm instance. Its answers are set per operation ("getparam <type>" for
+// PDLibGetParam) and taken in turn, the last one for every later call; 0 when none is set.
+struct Instance {
+    VEXPDLib ops;
+    std::map<std::string, std::deque<uint32_t>> answers;
+    uint8_t hwOverrideFill;
+    PDLibSensorOverrideAnswer sensorOverride;
+};
+Instance g_instances[2];
+
+uint32_t Record(VEXPDLib* pPDLib, const std::string& operation, const void* pArg1,
+                const void* pArg2 = nullptr) {
+    const int index = pPDLib == &g_instances[0].ops ? 0 : 1;
+    g_calls.push_back({std::to_string(index + 1) + " " + operation, pArg1, pArg2});
+    std::deque<uint32_t>& answers = g_instances[index].answers[operation];
+    const uint32_t answer = answers.empty() ? 0 : answers.front();
+    if (answers.size() > 1) {
+        answers.pop_front();
+    }
+    return answer;
+}
+
+uint32_t GetParam(VEXPDLib* pPDLib, PDLibGetParams* pGetParam) {
+    Instance& self = g_instances[pPDLib == &g_instances[0].ops ? 0 : 1];
+    const uint32_t answer =
+        Record(pPDLib, "getparam " + std::to_string(pGetParam->type), pGetParam);
+    g_calls.back().cameraId = pGetParam->cameraId;
+    g_calls.back().inputHash = Hash(pGetParam->input);
+    if (pGetParam->type == PDLibGetParamHWOverride) {
+        std::memset(pGetParam->answer.hwOverride, self.hwOverrideFill, kPDLibHWOverrideSize);
+    } else if (pGetParam->type == PDLibGetParamSensorOverride) {
+        pGetParam->answer.sensorOverride = self.sensorOverride;
+    }
+    return answer;
+}
+
+const VEXPDLib kOperations = {
+    [](VEXPDLib* p, const PDLibCreateParams* pArg) { return Record(p, "init", pArg); },
+    [](VEXPDLib* p, const PDLibDestroyParamList* pArg) { return Record(p, "destroy", pArg); },
+    [](VEXPDLib* p, const PDLibConfigParams* pArg) { return Record(p, "configure", pArg); },
+    GetParam,
+    [](VEXPDLib* p, const PDLibInputs* pIn, PDLibOutputs* pOut) {
+        return Record(p, "process", pIn, pOut);
+    }};
+
+PDLibConfigParamEntry Entry(void* pParam, uint32_t type = 0) { return {pParam, {}, type}; }
+
+// Checks a dispatch call's code, the instance calls that it made and its stats messages, each
+// list joined by "|". Messages are compared as "<level> <line>" unless a text is expected.
+#define EXPECT_DISPATCH(CALL, CODE, CALLS, STATS) Check(__LINE__, CALL, CODE, CALLS, STATS)
+
+class DispatchTest : public PdFrontTest {
 protected:
     void SetUp() override {
         PdFrontTest::SetUp();
-        m_pControl = m_sysroot.InstallAlgo("com.ovi.stats.pdlib");
-        ASSERT_NE(m_pControl, nullptr);
-        VEXPDLib* pFirst = nullptr;
-        ASSERT_EQ(CreatePDLibWrapper(&pFirst, CreateParamList().Camera(0).Get()), 0u);
-        VEXPDLib* pSecond = nullptr;
-        ASSERT_EQ(
-            g_PDLibWrapper[0].callbacks.pfnCreate(&pSecond, CreateParamList().Camera(0).Get()), 0u);
-        ASSERT_TRUE(pFirst && pSecond);
-        m_pInstance1 = reinterpret_cast<fake_pd::Instance*>(pFirst);
-        m_pInstance2 = reinterpret_cast<fake_pd::Instance*>(pSecond);
-        g_pPDLib1 = pFirst;
-        g_pPDLib2[kCamera] = pSecond;
-        m_log.Clear();
-        m_stats.Clear();
-    }
-
-    VEXPDLib* Lib1() const { return &m_pInstance1->ops; }
-    VEXPDLib* Lib2() const { return &m_pInstance2->ops; }
-    // Any non-null instance: the dispatch only tests it for null.
-    VEXPDLib* Caller() const { return reinterpret_cast<VEXPDLib*>(&m_callerInstance); }
-
-    static std::vector<uint32_t> Operations(const fake_pd::Instance* pInstance) {
-        std::vector<uint32_t> operations;
-        for (uint32_t index = 0; index < pInstance->callCount && index < fake_pd::kMaxCalls;
-             ++index) {
-            operations.push_back(pInstance->calls[index].operation);
+        for (Instance& instance : g_instances) {
+            instance = Instance{kOperations, {}, 0, {}};
         }
-        return operations;
+        g_calls.clear();
+        g_pPDLib1 = Lib(1);
+        g_pPDLib2[kCamera] = Lib(2);
+        m_create.cameraId = kCamera;
+        m_input.cameraId = kCamera;
+        m_input.pHWBlock = &m_block;
+        m_pParams->cameraId = kCamera;
+        m_pParams->input.requestId = 123456789012ull;
     }
 
-    void ExpectStats(const std::vector<std::pair<uint32_t, uint32_t>>& levelsAndLines,
-                     const std::vector<std::string>& texts) const {
-        const auto& lines = m_stats.Lines();
-        ASSERT_EQ(lines.size(), texts.size());
-        ASSERT_EQ(levelsAndLines.size(), texts.size());
-        for (size_t index = 0; index < lines.size(); ++index) {
-            EXPECT_EQ(lines[index].text, texts[index]);
-            EXPECT_EQ(lines[index].level, levelsAndLines[index].first) << texts[index];
-            EXPECT_EQ(lines[index].line, levelsAndLines[index].second) << texts[index];
-            EXPECT_EQ(lines[index].group, 4u);
-            EXPECT_NE(lines[index].file.find("pd_dual_dispatch.cpp"), std::string::npos);
+    static VEXPDLib* Lib(int id) { return &g_instances[id - 1].ops; }
+
+    void Check(int line, uint32_t code, uint32_t expected, const std::string& calls,
+               const std::string& stats) {
+        ::testing::ScopedTrace trace(__FILE__, line, "");
+        EXPECT_EQ(code, expected);
+        std::string made;
+        for (const Call& call : g_calls) {
+            made += (made.empty() ? "" : "|") + call.what;
         }
+        EXPECT_EQ(made, calls);
+        std::string logged;
+        for (std::string text : TakeStats()) {
+            if (stats.find("CID") == std::string::npos) {
+                text.resize(text.find(" CID"));
+            }
+            logged += (logged.empty() ? "" : "|") + text;
+        }
+        EXPECT_EQ(logged, stats);
+        m_lastCalls = std::exchange(g_calls, {});
     }
 
-    FakeSysroot m_sysroot;
-    fake_pd::Control* m_pControl = nullptr;
-    fake_pd::Instance* m_pInstance1 = nullptr;
-    fake_pd::Instance* m_pInstance2 = nullptr;
-    mutable uint64_t m_callerInstance = 0;
+    uint32_t Init() { return Zyra::PDLibInitialize(m_pAny, &m_create); }
+    uint32_t Process() { return Zyra::PDLibProcess(m_pAny, &m_input, Output()); }
+    PDLibOutputs* Output() { return reinterpret_cast<PDLibOutputs*>(&m_output); }
+    uint32_t GetParam() { return Zyra::PDLibGetParam(m_pAny, m_pParams.get()); }
+    uint32_t Configure(std::vector<PDLibConfigParamEntry> entries) {
+        m_configEntries = std::move(entries);
+        m_config = {m_configEntries.data(), static_cast<uint32_t>(m_configEntries.size())};
+        return Zyra::PDLibConfigure(m_pAny, &m_config);
+    }
+    uint32_t Destroy(std::vector<PDLibParamEntry> entries) {
+        m_destroyEntries = std::move(entries);
+        m_destroy = {m_destroyEntries.data(), static_cast<uint32_t>(m_destroyEntries.size())};
+        Zyra::PDLibDestroy(m_pAny, &m_destroy);
+        return 0;
+    }
+    PDLibParamEntry DestroyCamera(uint32_t cameraId) {
+        m_cameraBlocks.push_back(PDLibCameraInfo{{}, cameraId});
+        return {PDLibDestroyParamTypeCameraInfo, &m_cameraBlocks.back(), 8};
+    }
+
+    VEXPDLib m_any{};  // the instance passed in is only tested for null: calling it would crash
+    VEXPDLib* const m_pAny = &m_any;
+    std::vector<Call> m_lastCalls;
+    PDLibCreateParams m_create{};
+    PDLibHWBlock m_block{};
+    PDLibInputs m_input{};
+    uint64_t m_output = 0;
+    std::unique_ptr<PDLibGetParams> m_pParams = std::make_unique<PDLibGetParams>();
+    std::vector<PDLibConfigParamEntry> m_configEntries;
+    PDLibConfigParams m_config{};
+    std::vector<PDLibParamEntry> m_destroyEntries;
+    PDLibDestroyParamList m_destroy{};
+    std::deque<PDLibCameraInfo> m_cameraBlocks;
 };
 
-// ---------------------------------------------------------------------------------------
-// IsCameraIDValid
-
-using IsCameraIDValidTest = PdFrontTest;
-
-TEST_F(IsCameraIDValidTest, ZeroToNineAreValidSilently) {
-    for (uint32_t cameraId = 0; cameraId < 10; ++cameraId) {
-        EXPECT_TRUE(Zyra::IsCameraIDValid(cameraId));
-    }
-    EXPECT_TRUE(m_stats.Lines().empty());
+TEST_F(DispatchTest, NullArgumentsAnswerFiveButGetParamAnswersOne) {
+    EXPECT_DISPATCH(Zyra::PDLibInitialize(nullptr, &m_create), 5, "",
+                    "2 177 CID:[7] Null pointer pPDLib (nil) pCreateParam " + Ptr(&m_create));
+    EXPECT_DISPATCH(Zyra::PDLibInitialize(m_pAny, nullptr), 5, "", "2 177");
+    EXPECT_DISPATCH(Zyra::PDLibProcess(nullptr, &m_input, Output()), 5, "", "2 237");
+    EXPECT_DISPATCH(Zyra::PDLibProcess(m_pAny, nullptr, Output()), 5, "", "2 237");
+    EXPECT_DISPATCH(Zyra::PDLibProcess(m_pAny, &m_input, nullptr), 5, "",
+                    "2 237 CID:[7] Null pointer pPDLib " + Ptr(m_pAny) + " pInput " +
+                        Ptr(&m_input) + " pOutput (nil)");
+    EXPECT_DISPATCH(Zyra::PDLibConfigure(nullptr, &m_config), 5, "", "2 303");
+    EXPECT_DISPATCH(Zyra::PDLibConfigure(m_pAny, nullptr), 5, "", "2 303");
+    EXPECT_DISPATCH(Zyra::PDLibGetParam(nullptr, m_pParams.get()), 1, "", "2 382");
+    EXPECT_DISPATCH(Zyra::PDLibGetParam(m_pAny, nullptr), 1, "", "2 382");
+    EXPECT_DISPATCH((Zyra::PDLibDestroy(nullptr, &m_destroy), 0), 0, "", "2 563");
+    EXPECT_DISPATCH((Zyra::PDLibDestroy(m_pAny, nullptr), 0), 0, "", "2 563");
+    EXPECT_TRUE(Zyra::IsCameraIDValid(0) && Zyra::IsCameraIDValid(9));
+    EXPECT_DISPATCH(Zyra::IsCameraIDValid(10), false, "",
+                    "2 153 CID:[7] Wrong cameraId 10 MaxNumCameras 10");
+    EXPECT_DISPATCH(Zyra::IsCameraIDValid(~0u), false, "",
+                    "2 153 CID:[7] Wrong cameraId -1 MaxNumCameras 10");
 }
 
-TEST_F(IsCameraIDValidTest, OthersAreLoggedAsWrong) {
-    EXPECT_FALSE(Zyra::IsCameraIDValid(10));
-    EXPECT_FALSE(Zyra::IsCameraIDValid(0xFFFFFFFF));
-    const auto& lines = m_stats.Lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].text, "CID:[7] Wrong cameraId 10 MaxNumCameras 10");
-    EXPECT_EQ(lines[1].text, "CID:[7] Wrong cameraId -1 MaxNumCameras 10");
-    EXPECT_EQ(lines[0].level, 2u);
-    EXPECT_EQ(lines[0].line, 153u);
-    EXPECT_EQ(lines[0].function, "IsCameraIDValid");
-}
-
-// ---------------------------------------------------------------------------------------
-// PDLibInitialize
-
-using PDLibInitializeTest = DualDispatchTest;
-
-TEST_F(PDLibInitializeTest, InitializesInstanceOneThenTwo) {
-    PDLibCreateParams params{};
-    params.cameraId = kCamera;
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), &params), 0u);
-    ASSERT_THAT(Operations(m_pInstance1), ElementsAre(fake_pd::kOpInitialize));
-    ASSERT_THAT(Operations(m_pInstance2), ElementsAre(fake_pd::kOpInitialize));
-    EXPECT_LT(m_pInstance1->calls[0].sequence, m_pInstance2->calls[0].sequence);
-    EXPECT_EQ(m_pInstance1->calls[0].pArg1, &params);
-    EXPECT_EQ(m_pInstance2->calls[0].pArg1, &params);
-    ExpectStats({{32, 205}},
-                {"CID:[7] pPDLibDataPDLib 1 & pPDLibDataPDLib 2[2] PDLibInitialize succeed"});
-}
-
-TEST_F(PDLibInitializeTest, NullArgumentsAnswerFive) {
-    PDLibCreateParams params{};
-    params.cameraId = kCamera;
-    EXPECT_EQ(Zyra::PDLibInitialize(nullptr, &params), 5u);
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), nullptr), 5u);
-    ExpectStats({{2, 177}, {2, 177}},
-                {"CID:[7] Null pointer pPDLib (nil) pCreateParam " + Ptr(&params),
-                 "CID:[7] Null pointer pPDLib " + Ptr(Caller()) + " pCreateParam (nil)"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
-
-TEST_F(PDLibInitializeTest, WrongCameraAnswersOne) {
-    PDLibCreateParams params{};
-    params.cameraId = 10;
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), &params), 1u);
-    ExpectStats({{2, 153}}, {"CID:[7] Wrong cameraId 10 MaxNumCameras 10"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
-
-TEST_F(PDLibInitializeTest, BothInstancesAreNeeded) {
-    PDLibCreateParams params{};
-    params.cameraId = 3;  // no instance 2 for camera 3
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), &params), 5u);
+TEST_F(DispatchTest, InitializeNeedsBothInstancesAndStopsAtTheFirstFailure) {
+    EXPECT_DISPATCH(Init(), 0, "1 init|2 init",
+                    "32 205 CID:[7] pPDLibDataPDLib 1 & pPDLibDataPDLib 2[2] PDLibInitialize "
+                    "succeed");
+    EXPECT_EQ(m_lastCalls[0].pArg1, &m_create);
+    EXPECT_EQ(m_lastCalls[1].pArg1, &m_create);
+    g_instances[0].answers["init"] = {4, 0};
+    EXPECT_DISPATCH(Init(), 1, "1 init", "2 194");
+    g_instances[1].answers["init"] = {8};  // instance 1 is not rolled back
+    EXPECT_DISPATCH(Init(), 1, "1 init|2 init",
+                    "2 201 CID:[7] pPDLibDataPDLib 2[2]->PDLibInitialize result 8.");
+    m_create.cameraId = 10;
+    EXPECT_DISPATCH(Init(), 1, "", "2 153");
+    m_create.cameraId = 3;
+    EXPECT_DISPATCH(Init(), 5, "",
+                    "2 209 CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib(1)) + " g_pPDLib2[3] (nil)");
+    m_create.cameraId = kCamera;
     g_pPDLib1 = nullptr;
-    params.cameraId = kCamera;
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), &params), 5u);
-    ExpectStats({{2, 209}, {2, 209}},
-                {"CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib1()) + " g_pPDLib2[3] (nil)",
-                 "CID:[7] Null pointer g_pPDLib1 (nil) g_pPDLib2[2] " + Ptr(Lib2())});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-    EXPECT_EQ(m_pInstance2->callCount, 0u);
+    EXPECT_DISPATCH(Init(), 5, "", "2 209");
 }
 
-TEST_F(PDLibInitializeTest, FailureOfInstanceOneStopsBeforeInstanceTwo) {
-    m_pInstance1->results[fake_pd::kOpInitialize] = 4;
-    PDLibCreateParams params{};
-    params.cameraId = kCamera;
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), &params), 1u);
-    EXPECT_EQ(m_pInstance1->callCount, 1u);
-    EXPECT_EQ(m_pInstance2->callCount, 0u);
-    ExpectStats({{2, 194}}, {"CID:[7] pPDLibDataPDLib 1[2]->PDLibInitialize result 4."});
-}
-
-TEST_F(PDLibInitializeTest, FailureOfInstanceTwoLeavesInstanceOneInitialized) {
-    m_pInstance2->results[fake_pd::kOpInitialize] = 8;
-    PDLibCreateParams params{};
-    params.cameraId = kCamera;
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), &params), 1u);
-    EXPECT_THAT(Operations(m_pInstance1), ElementsAre(fake_pd::kOpInitialize));  // no destroy
-    EXPECT_THAT(Operations(m_pInstance2), ElementsAre(fake_pd::kOpInitialize));
-    ExpectStats({{2, 201}}, {"CID:[7] pPDLibDataPDLib 2[2]->PDLibInitialize result 8."});
-}
-
-// ---------------------------------------------------------------------------------------
-// PDLibProcess
-
-class PDLibProcessTest : public DualDispatchTest {
-protected:
-    PDLibProcessTest()
-        : m_pBlock(std::make_unique<PDLibHWBlock>()), m_pInput(std::make_unique<PDLibInputs>()) {
-        m_pInput->cameraId = kCamera;
-        m_pInput->pHWBlock = m_pBlock.get();
-    }
-
-    uint32_t Process() { return Zyra::PDLibProcess(Caller(), m_pInput.get(), Output()); }
-    PDLibOutputs* Output() { return reinterpret_cast<PDLibOutputs*>(m_output); }
-
-    std::unique_ptr<PDLibHWBlock> m_pBlock;
-    std::unique_ptr<PDLibInputs> m_pInput;
-    alignas(8) unsigned char m_output[64] = {};
-};
-
-TEST_F(PDLibProcessTest, RoutesByTheHardwareBlock) {
+TEST_F(DispatchTest, ProcessGoesToTheOneInstanceThatTheHardwareBlockChooses) {
+    g_instances[0].answers["process"] = {9};
+    g_instances[1].answers["process"] = {11};
     struct Case {
         uint32_t secondLibActive;
         uint32_t hwOverrideActive;
         bool toSecond;
     };
-    const Case cases[] = {
-        {0, 0, false}, {0, 1, false}, {0, 2, false},         {1, 1, false},
-        {1, 0, true},  {1, 2, true},  {7, 0xFFFFFFFF, true}, {0xFFFFFFFF, 1, false},
-    };
-    for (const Case& routing : cases) {
-        m_pInstance1->callCount = 0;
-        m_pInstance2->callCount = 0;
-        m_stats.Clear();
-        m_pBlock->secondLibActive = routing.secondLibActive;
-        m_pBlock->hwOverrideActive = routing.hwOverrideActive;
-        EXPECT_EQ(Process(), 0u);
-        fake_pd::Instance* pChosen = routing.toSecond ? m_pInstance2 : m_pInstance1;
-        fake_pd::Instance* pOther = routing.toSecond ? m_pInstance1 : m_pInstance2;
-        ASSERT_EQ(pChosen->callCount, 1u)
-            << routing.secondLibActive << " " << routing.hwOverrideActive;
-        EXPECT_EQ(pOther->callCount, 0u);
-        EXPECT_EQ(pChosen->calls[0].operation, fake_pd::kOpProcess);
-        EXPECT_EQ(pChosen->calls[0].pArg1, m_pInput.get());
-        EXPECT_EQ(pChosen->calls[0].pArg2, Output());
-        if (routing.toSecond) {
-            ExpectStats({{32, 270}}, {"CID:[7] pPDLibDataPDLib 2[2]->PDLibProcess result 0"});
-        } else {
-            ExpectStats({{32, 256}}, {"CID:[7] pPDLibDataPDLib 1[2]->PDLibProcess result 0"});
-        }
+    for (const Case& route :
+         {Case{0, 0, false}, Case{0, 1, false}, Case{0, 2, false}, Case{1, 1, false},
+          Case{~0u, 1, false}, Case{1, 0, true}, Case{1, 2, true}, Case{7, ~0u, true}}) {
+        SCOPED_TRACE(std::to_string(route.secondLibActive) + " " +
+                     std::to_string(route.hwOverrideActive));
+        m_block.secondLibActive = route.secondLibActive;
+        m_block.hwOverrideActive = route.hwOverrideActive;
+        EXPECT_DISPATCH(Process(), route.toSecond ? 11 : 9,
+                        route.toSecond ? "2 process" : "1 process",
+                        route.toSecond ? "32 270" : "32 256");
+        EXPECT_EQ(m_lastCalls[0].pArg1, &m_input);
+        EXPECT_EQ(m_lastCalls[0].pArg2, Output());
     }
-}
-
-TEST_F(PDLibProcessTest, AnswersTheInstancesOwnCode) {
-    m_pInstance1->results[fake_pd::kOpProcess] = 9;
-    m_pInstance2->results[fake_pd::kOpProcess] = 11;
-    EXPECT_EQ(Process(), 9u);
-    m_pBlock->secondLibActive = 1;
-    EXPECT_EQ(Process(), 11u);
-    ExpectStats({{32, 256}, {32, 270}}, {"CID:[7] pPDLibDataPDLib 1[2]->PDLibProcess result 9",
-                                         "CID:[7] pPDLibDataPDLib 2[2]->PDLibProcess result 11"});
-}
-
-TEST_F(PDLibProcessTest, OnlyTheChosenInstanceIsNeeded) {
+    // Only the chosen instance needs to be there.
     g_pPDLib2[kCamera] = nullptr;
-    EXPECT_EQ(Process(), 0u);  // instance 1 works alone
-    EXPECT_EQ(m_pInstance1->callCount, 1u);
-    PDLibCreateParams params{};
-    params.cameraId = kCamera;
-    EXPECT_EQ(Zyra::PDLibInitialize(Caller(), &params), 5u);  // needs both
-
-    m_stats.Clear();
-    m_pBlock->secondLibActive = 1;
-    EXPECT_EQ(Process(), 5u);
-    g_pPDLib2[kCamera] = Lib2();
+    EXPECT_DISPATCH(Process(), 5, "", "2 274 CID:[7] cameraId 2 Null pointer g_pPDLib2");
+    m_block.secondLibActive = 0;
+    EXPECT_DISPATCH(Process(), 9, "1 process",
+                    "32 256 CID:[7] pPDLibDataPDLib 1[2]->PDLibProcess result 9");
+    g_pPDLib2[kCamera] = Lib(2);
     g_pPDLib1 = nullptr;
-    EXPECT_EQ(Process(), 0u);  // instance 2 works alone
-    m_pBlock->secondLibActive = 0;
-    EXPECT_EQ(Process(), 5u);
-    ExpectStats({{2, 274}, {32, 270}, {2, 260}},
-                {"CID:[7] cameraId 2 Null pointer g_pPDLib2",
-                 "CID:[7] pPDLibDataPDLib 2[2]->PDLibProcess result 0",
-                 "CID:[7] cameraId 2 Null pointer g_pPDLib1"});
+    EXPECT_DISPATCH(Process(), 5, "", "2 260");
+    m_block.secondLibActive = 1;
+    EXPECT_DISPATCH(Process(), 11, "2 process",
+                    "32 270 CID:[7] pPDLibDataPDLib 2[2]->PDLibProcess result 11");
+    m_input.cameraId = 10;
+    EXPECT_DISPATCH(Process(), 1, "", "2 153");
 }
 
-TEST_F(PDLibProcessTest, NullArgumentsAnswerFive) {
-    EXPECT_EQ(Zyra::PDLibProcess(nullptr, m_pInput.get(), Output()), 5u);
-    EXPECT_EQ(Zyra::PDLibProcess(Caller(), nullptr, Output()), 5u);
-    EXPECT_EQ(Zyra::PDLibProcess(Caller(), m_pInput.get(), nullptr), 5u);
-    ExpectStats(
-        {{2, 237}, {2, 237}, {2, 237}},
-        {"CID:[7] Null pointer pPDLib (nil) pInput " + Ptr(m_pInput.get()) + " pOutput " +
-             Ptr(Output()),
-         "CID:[7] Null pointer pPDLib " + Ptr(Caller()) + " pInput (nil) pOutput " + Ptr(Output()),
-         "CID:[7] Null pointer pPDLib " + Ptr(Caller()) + " pInput " + Ptr(m_pInput.get()) +
-             " pOutput (nil)"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
+TEST_F(DispatchTest, ConfigureWalksTheListAndAnswersTheCodeOfTheLastCall) {
+    g_instances[1].answers["configure"] = {3, 0};
+    EXPECT_DISPATCH(Configure({Entry(&m_create, 1), Entry(&m_create)}), 3,
+                    "1 configure|2 configure",
+                    "2 353 CID:[7] Unsupported ConfigParam Type 1"
+                    "|32 332 CID:[7] pPDLibDataPDLib 1[2]->PDLibConfigure succeed"
+                    "|32 334 CID:[7] pPDLibDataPDLib 2[2]->PDLibConfigure result 3");
+    EXPECT_EQ(m_lastCalls[0].pArg1, &m_config);  // the whole list, not the entry
+    EXPECT_EQ(m_lastCalls[1].pArg1, &m_config);
+    // A failure of instance 1 skips instance 2 for that entry; a later success hides it.
+    g_instances[0].answers["configure"] = {6, 0};
+    EXPECT_DISPATCH(Configure({Entry(&m_create), Entry(&m_create)}), 0,
+                    "1 configure|1 configure|2 configure", "32 332|32 334");
+    g_instances[0].answers["configure"] = {0, 6, 0};
+    EXPECT_DISPATCH(Configure({Entry(&m_create), Entry(&m_create)}), 6,
+                    "1 configure|2 configure|1 configure", "32 332|32 334");
+    g_instances[1].answers["configure"] = {2};
+    EXPECT_DISPATCH(Configure({Entry(&m_create), Entry(nullptr, 7)}), 2, "1 configure|2 configure",
+                    "32 332|32 334|2 353");
+    g_pPDLib1 = nullptr;  // an empty list looks at no instance
+    EXPECT_DISPATCH(Configure({}), 0, "", "");
+    g_pPDLib1 = Lib(1);
+    EXPECT_DISPATCH(Configure({Entry(nullptr), Entry(&m_create)}), 1, "",
+                    "2 347 CID:[7] Null pCreateParam ");
+    PDLibCreateParams camera{};
+    camera.cameraId = 10;
+    EXPECT_DISPATCH(Configure({Entry(&camera)}), 1, "", "2 153");
+    camera.cameraId = 5;
+    EXPECT_DISPATCH(Configure({Entry(&m_create), Entry(&camera)}), 5, "1 configure|2 configure",
+                    "32 332|32 334|2 340");
 }
 
-TEST_F(PDLibProcessTest, WrongCameraAnswersOne) {
-    m_pInput->cameraId = 10;
-    EXPECT_EQ(Process(), 1u);
-    ExpectStats({{2, 153}}, {"CID:[7] Wrong cameraId 10 MaxNumCameras 10"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
-
-// ---------------------------------------------------------------------------------------
-// PDLibConfigure
-
-class PDLibConfigureTest : public DualDispatchTest {
-protected:
-    PDLibConfigureTest() { m_create.cameraId = kCamera; }
-
-    PDLibConfigParams* List(std::vector<PDLibConfigParamEntry> entries) {
-        m_entries = std::move(entries);
-        m_config.pParams = m_entries.data();
-        m_config.count = static_cast<uint32_t>(m_entries.size());
-        return &m_config;
+TEST_F(DispatchTest, GetParamRoutesEachTypeAfterCheckingBothInstances) {
+    struct Case {
+        uint32_t type;
+        int instance;
+        uint32_t result;
+        const char* pStats;
+    };
+    const Case cases[] = {
+        {2, 1, 0, ""},
+        {2, 1, 7,
+         "32 510 CID:[7] pPDLibDataPDLib 1[2]->pGetParam PDLibGetParamHWInfo failed result 7"},
+        {3, 2, 0, ""},
+        {3, 2, 4, "32 522"},
+        {4, 2, 0, "32 533 CID:[7] pPDLibDataPDLib 2[2]->pGetParam 4 succeed."},
+        {1, 2, 0, "32 533"},
+        {5, 2, 0, "32 533"},
+        {6, 2, 0, "32 533"},
+        {100, 2, 0, "32 533"},
+        {4, 2, 3, ""},
+        {100, 2, 12, ""},
+    };
+    for (const Case& get : cases) {
+        SCOPED_TRACE(get.type);
+        const std::string operation = "getparam " + std::to_string(get.type);
+        g_instances[get.instance - 1].answers[operation] = {get.result};
+        m_pParams->type = get.type;
+        EXPECT_DISPATCH(GetParam(), get.result, std::to_string(get.instance) + " " + operation,
+                        get.pStats);
+        g_instances[get.instance - 1].answers.clear();
     }
-    static PDLibConfigParamEntry Entry(uint32_t type, void* pParam) {
-        PDLibConfigParamEntry entry{};
-        entry.type = type;
-        entry.pParam = pParam;
-        return entry;
-    }
-
-    PDLibCreateParams m_create{};
-    std::vector<PDLibConfigParamEntry> m_entries;
-    PDLibConfigParams m_config{};
-};
-
-TEST_F(PDLibConfigureTest, ConfiguresBothInstancesWithTheWholeList) {
-    PDLibConfigParams* pConfig = List({Entry(0, &m_create)});
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), pConfig), 0u);
-    ASSERT_THAT(Operations(m_pInstance1), ElementsAre(fake_pd::kOpConfigure));
-    ASSERT_THAT(Operations(m_pInstance2), ElementsAre(fake_pd::kOpConfigure));
-    EXPECT_EQ(m_pInstance1->calls[0].pArg1, pConfig);
-    EXPECT_EQ(m_pInstance2->calls[0].pArg1, pConfig);
-    EXPECT_LT(m_pInstance1->calls[0].sequence, m_pInstance2->calls[0].sequence);
-    ExpectStats({{32, 332}, {32, 334}}, {"CID:[7] pPDLibDataPDLib 1[2]->PDLibConfigure succeed",
-                                         "CID:[7] pPDLibDataPDLib 2[2]->PDLibConfigure result 0"});
-}
-
-TEST_F(PDLibConfigureTest, UnsupportedTypesAreLoggedAndPassedOver) {
-    m_pInstance2->results[fake_pd::kOpConfigure] = 3;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(1, &m_create), Entry(0, &m_create)})), 3u);
-    ExpectStats({{2, 353}, {32, 332}, {32, 334}},
-                {"CID:[7] Unsupported ConfigParam Type 1",
-                 "CID:[7] pPDLibDataPDLib 1[2]->PDLibConfigure succeed",
-                 "CID:[7] pPDLibDataPDLib 2[2]->PDLibConfigure result 3"});
-
-    m_stats.Clear();
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(5, nullptr)})), 0u);
-    ExpectStats({{2, 353}}, {"CID:[7] Unsupported ConfigParam Type 5"});
-}
-
-TEST_F(PDLibConfigureTest, EmptyListAnswersZeroWithoutCalls) {
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({})), 0u);
-    PDLibConfigParams nullEntries{nullptr, 4};
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), &nullEntries), 0u);
-    g_pPDLib1 = nullptr;  // not even looked at
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({})), 0u);
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-    EXPECT_EQ(m_pInstance2->callCount, 0u);
-    EXPECT_TRUE(m_stats.Lines().empty());
-}
-
-TEST_F(PDLibConfigureTest, NullArgumentsAnswerFive) {
-    PDLibConfigParams* pConfig = List({Entry(0, &m_create)});
-    EXPECT_EQ(Zyra::PDLibConfigure(nullptr, pConfig), 5u);
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), nullptr), 5u);
-    ExpectStats({{2, 303}, {2, 303}},
-                {"CID:[7] Null pointer pPDLib (nil) pConfig " + Ptr(pConfig),
-                 "CID:[7] Null pointer pPDLib " + Ptr(Caller()) + " pConfig (nil)"});
-}
-
-TEST_F(PDLibConfigureTest, NullCreateParamsAnswerOne) {
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, nullptr), Entry(0, &m_create)})), 1u);
-    ExpectStats({{2, 347}}, {"CID:[7] Null pCreateParam "});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
-
-TEST_F(PDLibConfigureTest, WrongCameraAnswersOne) {
-    m_create.cameraId = 11;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, &m_create)})), 1u);
-    ExpectStats({{2, 153}}, {"CID:[7] Wrong cameraId 11 MaxNumCameras 10"});
-}
-
-TEST_F(PDLibConfigureTest, BothInstancesAreNeeded) {
-    m_create.cameraId = 5;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, &m_create)})), 5u);
-    ExpectStats({{2, 340}},
-                {"CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib1()) + " g_pPDLib2[5] (nil)"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
-
-TEST_F(PDLibConfigureTest, FailureOfInstanceOneSkipsInstanceTwoForThatEntry) {
-    m_pInstance1->results[fake_pd::kOpConfigure] = 6;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, &m_create)})), 6u);
-    EXPECT_EQ(m_pInstance1->callCount, 1u);
-    EXPECT_EQ(m_pInstance2->callCount, 0u);
-    EXPECT_TRUE(m_stats.Lines().empty());
-}
-
-TEST_F(PDLibConfigureTest, TheLastCallsCodeIsTheResult) {
-    // Entry 1: instance 1 fails and instance 2 is skipped. Entry 2: both succeed, and the
-    // earlier failure does not show.
-    m_pInstance1->scriptedResults[fake_pd::kOpConfigure][0] = 6;
-    m_pInstance1->scriptedCount[fake_pd::kOpConfigure] = 1;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, &m_create), Entry(0, &m_create)})), 0u);
-    EXPECT_EQ(m_pInstance1->callCount, 2u);
-    EXPECT_EQ(m_pInstance2->callCount, 1u);
-    ExpectStats({{32, 332}, {32, 334}}, {"CID:[7] pPDLibDataPDLib 1[2]->PDLibConfigure succeed",
-                                         "CID:[7] pPDLibDataPDLib 2[2]->PDLibConfigure result 0"});
-
-    // The other way round: success first, then instance 1 fails.
-    m_stats.Clear();
-    m_pInstance1->results[fake_pd::kOpConfigure] = 6;
-    m_pInstance1->scriptedResults[fake_pd::kOpConfigure][0] = 0;
-    m_pInstance1->opCalls[fake_pd::kOpConfigure] = 0;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, &m_create), Entry(0, &m_create)})), 6u);
-    EXPECT_EQ(m_pInstance2->callCount, 2u);
-
-    // An unsupported type after a call leaves the result as it was.
-    m_pInstance1->results[fake_pd::kOpConfigure] = 0;
-    m_pInstance2->results[fake_pd::kOpConfigure] = 2;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, &m_create), Entry(7, nullptr)})), 2u);
-
-    // A later entry without its instances stops the walk with 5.
-    PDLibCreateParams otherCamera{};
-    otherCamera.cameraId = 3;
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), List({Entry(0, &m_create), Entry(0, &otherCamera)})),
-              5u);
-}
-
-TEST_F(PDLibConfigureTest, CountIsReadAgainOnEachTurn) {
-    PDLibConfigParams* pConfig =
-        List({Entry(0, &m_create), Entry(0, &m_create), Entry(0, &m_create)});
-    m_pInstance1->configureSetsCount = 1;  // the first call shortens the list
-    EXPECT_EQ(Zyra::PDLibConfigure(Caller(), pConfig), 0u);
-    EXPECT_EQ(m_pInstance1->callCount, 1u);
-    EXPECT_EQ(m_pInstance2->callCount, 1u);
-}
-
-// ---------------------------------------------------------------------------------------
-// PDLibGetParam
-
-class PDLibGetParamTest : public DualDispatchTest {
-protected:
-    PDLibGetParamTest() : m_pParams(std::make_unique<PDLibGetParams>()) {
-        m_pParams->cameraId = kCamera;
-        m_pParams->input.requestId = 123456789012ull;
-    }
-
-    uint32_t Get(uint32_t type) {
-        m_pParams->type = type;
-        return Zyra::PDLibGetParam(Caller(), m_pParams.get());
-    }
-
-    std::unique_ptr<PDLibGetParams> m_pParams;
-};
-
-TEST_F(PDLibGetParamTest, NullArgumentsAnswerOne) {
-    EXPECT_EQ(Zyra::PDLibGetParam(nullptr, m_pParams.get()), 1u);
-    EXPECT_EQ(Zyra::PDLibGetParam(Caller(), nullptr), 1u);
-    ExpectStats({{2, 382}, {2, 382}},
-                {"CID:[7] Null pointer pPDLibData (nil) pGetParam " + Ptr(m_pParams.get()),
-                 "CID:[7] Null pointer pPDLibData " + Ptr(Caller()) + " pGetParam (nil)"});
-}
-
-TEST_F(PDLibGetParamTest, WrongCameraAnswersOne) {
     m_pParams->cameraId = 10;
-    EXPECT_EQ(Get(PDLibGetParamHWInfo), 1u);
-    ExpectStats({{2, 153}}, {"CID:[7] Wrong cameraId 10 MaxNumCameras 10"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
+    EXPECT_DISPATCH(GetParam(), 1, "", "2 153");
+    m_pParams->cameraId = kCamera;
+    g_pPDLib2[kCamera] = nullptr;  // needed even for a type that instance 1 serves alone
+    EXPECT_DISPATCH(
+        GetParam(), 1, "",
+        "2 395 CID:[7] Null pointer cameraId 2 g_pPDLib1 " + Ptr(Lib(1)) + " g_pPDLib2 (nil) ");
+    g_pPDLib2[kCamera] = Lib(2);
+    g_instances[1].ops.PDLibGetParam = nullptr;
+    EXPECT_DISPATCH(GetParam(), 1, "", "2 402");
 }
 
-TEST_F(PDLibGetParamTest, NullInstancesAnswerOne) {
-    g_pPDLib2[kCamera] = nullptr;
-    EXPECT_EQ(Get(PDLibGetParamHWInfo), 1u);  // even for a type served by instance 1 alone
-    ExpectStats({{2, 395}},
-                {"CID:[7] Null pointer cameraId 2 g_pPDLib1 " + Ptr(Lib1()) + " g_pPDLib2 (nil) "});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
+TEST_F(DispatchTest, HWConfigAsksInstance1ForOverridesAndInstance2ForTheAnswer) {
+    const std::string both = "1 getparam 5|2 getparam 0";
+    g_instances[0].hwOverrideFill = 0x3C;
+    EXPECT_DISPATCH(GetParam(), 0, both, "");
+    EXPECT_NE(m_lastCalls[0].pArg1, m_pParams.get());  // a zeroed scratch record
+    EXPECT_EQ(m_lastCalls[0].cameraId, kCamera);
+    EXPECT_EQ(m_lastCalls[0].inputHash, Hash(PDLibGetParamsInput{}));
+    EXPECT_EQ(m_lastCalls[1].pArg1, m_pParams.get());
+    const uint8_t* pOverride = m_pParams->input.hwOverride;
+    EXPECT_EQ(std::count(pOverride, pOverride + kPDLibHWOverrideSize, 0x3C), 2024);
 
-TEST_F(PDLibGetParamTest, NullGetParamOperationsAnswerOne) {
-    m_pInstance2->ops.PDLibGetParam = nullptr;
-    EXPECT_EQ(Get(PDLibGetParamHWInfo), 1u);
-    ExpectStats({{2, 402}}, {"CID:[7] Null pointer cameraId 2 PDLib1GetParam " +
-                             Ptr(reinterpret_cast<void*>(m_pInstance1->ops.PDLibGetParam)) +
-                             " PDLib2GetParam (nil)"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
-
-TEST_F(PDLibGetParamTest, HWInfoGoesToInstanceOneOnly) {
-    EXPECT_EQ(Get(PDLibGetParamHWInfo), 0u);
-    ASSERT_EQ(m_pInstance1->callCount, 1u);
-    EXPECT_EQ(m_pInstance1->calls[0].pArg1, m_pParams.get());
-    EXPECT_EQ(m_pInstance2->callCount, 0u);
-    EXPECT_TRUE(m_stats.Lines().empty());
-
-    m_pInstance1->getParamResults[PDLibGetParamHWInfo] = 7;
-    EXPECT_EQ(Get(PDLibGetParamHWInfo), 7u);
-    ExpectStats({{32, 510}},
-                {"CID:[7] pPDLibDataPDLib 1[2]->pGetParam PDLibGetParamHWInfo failed result 7"});
-}
-
-TEST_F(PDLibGetParamTest, BufferInfoGoesToInstanceTwoOnly) {
-    EXPECT_EQ(Get(PDLibGetParamBufferInfo), 0u);
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-    ASSERT_EQ(m_pInstance2->callCount, 1u);
-    EXPECT_EQ(m_pInstance2->calls[0].pArg1, m_pParams.get());
-    EXPECT_TRUE(m_stats.Lines().empty());
-
-    m_pInstance2->getParamResults[PDLibGetParamBufferInfo] = 4;
-    EXPECT_EQ(Get(PDLibGetParamBufferInfo), 4u);
-    ExpectStats(
-        {{32, 522}},
-        {"CID:[7] pPDLibDataPDLib 2[2]->pGetParam PDLibGetParamBufferInfo failed result 4"});
-}
-
-TEST_F(PDLibGetParamTest, OtherTypesGoToInstanceTwo) {
-    for (uint32_t type : {1u, 4u, 5u, 6u, 7u, 100u}) {
-        m_pInstance1->callCount = 0;
-        m_pInstance2->callCount = 0;
-        m_stats.Clear();
-        EXPECT_EQ(Get(type), 0u);
-        EXPECT_EQ(m_pInstance1->callCount, 0u);
-        ASSERT_EQ(m_pInstance2->callCount, 1u);
-        EXPECT_EQ(m_pInstance2->calls[0].getParamType, type);
-        ExpectStats({{32, 533}}, {"CID:[7] pPDLibDataPDLib 2[2]->pGetParam " +
-                                  std::to_string(type) + " succeed."});
-    }
-    m_stats.Clear();
-    m_pInstance2->getParamResults[4] = 3;
-    m_pInstance2->results[fake_pd::kOpGetParam] = 12;
-    EXPECT_EQ(Get(4), 3u);
-    EXPECT_EQ(Get(100), 12u);
-    EXPECT_TRUE(m_stats.Lines().empty());
-}
-
-TEST_F(PDLibGetParamTest, HWConfigTakesTheOverrideOfInstanceOneThenAsksInstanceTwo) {
-    m_pInstance1->hwOverrideFill = 0x3C;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-
-    ASSERT_EQ(m_pInstance1->callCount, 1u);
-    const fake_pd::Call& override = m_pInstance1->calls[0];
-    EXPECT_NE(override.pArg1, m_pParams.get());  // a scratch record
-    EXPECT_EQ(override.getParamType, PDLibGetParamHWOverride);
-    EXPECT_EQ(override.getParamCameraId, kCamera);
-    const PDLibGetParamsInput zeroInput{};
-    EXPECT_EQ(override.inputAreaHash, fake_pd::HashBytes(&zeroInput, sizeof(zeroInput)));
-
-    ASSERT_EQ(m_pInstance2->callCount, 1u);
-    EXPECT_EQ(m_pInstance2->calls[0].pArg1, m_pParams.get());
-    EXPECT_GT(m_pInstance2->calls[0].sequence, override.sequence);
-    for (uint8_t byte : m_pParams->input.hwOverride) {
-        ASSERT_EQ(byte, 0x3C);
-    }
-    EXPECT_TRUE(m_stats.Lines().empty());  // overrideEnable is 0
-}
-
-TEST_F(PDLibGetParamTest, EnabledOverridesOfTheCallersRecordAreLogged) {
-    m_pParams->overrideEnable = 1;
-    m_pParams->sadRangeOverride = 1;
-    m_pParams->h1Range[0] = -3;
-    m_pParams->h1Range[1] = 14;
-    m_pParams->h2Range[0] = 25;
-    m_pParams->h2Range[1] = -36;
+    // Enabled overrides of the caller's record are logged, and nothing else changes.
+    m_pParams->overrideEnable = m_pParams->sadRangeOverride = 1;
     m_pParams->filterCoefficientsOverride = 1;
+    const int16_t ranges[] = {-3, 14, 25, -36};  // H1 then H2
+    std::memcpy(m_pParams->h1Range, ranges, sizeof(ranges));
     m_pParams->h1IIROverride[0] = 100;
     m_pParams->h1IIROverride[1] = 200;
-    auto before = std::make_unique<PDLibGetParams>(*m_pParams);
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-    ExpectStats({{32, 436}, {32, 444}},
-                {"CID:[7] sad range override H1 14 -3 H2 -36 25",
-                 "CID:[7] filterCoefficients.override H1IIR override 100 200 "});
-    // Only the override answer area changed.
-    std::memset(before->input.hwOverride, 0, sizeof(before->input.hwOverride));
-    EXPECT_EQ(std::memcmp(before.get(), m_pParams.get(), sizeof(PDLibGetParams)), 0);
-
-    m_stats.Clear();
+    const auto pBefore = std::make_unique<PDLibGetParams>(*m_pParams);
+    EXPECT_DISPATCH(GetParam(), 0, both,
+                    "32 436 CID:[7] sad range override H1 14 -3 H2 -36 25"
+                    "|32 444 CID:[7] filterCoefficients.override H1IIR override 100 200 ");
+    EXPECT_EQ(std::memcmp(pBefore.get(), m_pParams.get(), sizeof(PDLibGetParams)), 0);
     m_pParams->sadRangeOverride = 2;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-    ExpectStats({{32, 444}}, {"CID:[7] filterCoefficients.override H1IIR override 100 200 "});
-
-    m_stats.Clear();
-    m_pParams->sadRangeOverride = 1;
+    EXPECT_DISPATCH(GetParam(), 0, both, "32 444");
     m_pParams->overrideEnable = 2;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-    EXPECT_TRUE(m_stats.Lines().empty());
-}
+    EXPECT_DISPATCH(GetParam(), 0, both, "");
 
-TEST_F(PDLibGetParamTest, FailedOverrideDoesNotEndTheRequest) {
-    m_pInstance1->getParamResults[PDLibGetParamHWOverride] = 9;
-    m_pInstance1->hwOverrideFill = 0x77;
-    m_pParams->overrideEnable = 1;
-    m_pParams->sadRangeOverride = 1;
-    std::memset(m_pParams->input.hwOverride, 0x11, sizeof(m_pParams->input.hwOverride));
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-    EXPECT_EQ(m_pInstance2->callCount, 1u);
-    for (uint8_t byte : m_pParams->input.hwOverride) {
-        ASSERT_EQ(byte, 0x11);  // no copy
-    }
-    ExpectStats({{2, 453}},
-                {"CID:[7] cameraId 2 requestId 123456789012 PDLibGetParamHWOverride failed 9"});
-}
-
-TEST_F(PDLibGetParamTest, FailureOfInstanceTwoIsTheAnswer) {
-    m_pInstance2->getParamResults[PDLibGetParamHWConfig] = 13;
+    // A failed override is not copied and does not end the request.
+    g_instances[0].answers["getparam 5"] = {9};
+    g_instances[0].hwOverrideFill = 0x77;
+    EXPECT_DISPATCH(GetParam(), 0, both,
+                    "2 453 CID:[7] cameraId 2 requestId 123456789012 "
+                    "PDLibGetParamHWOverride failed 9");
+    EXPECT_EQ(m_pParams->input.hwOverride[0], 0x3C);
+    // Instance 2's failure is the answer, and no sensor override is asked for.
+    g_instances[0].answers["getparam 5"] = {0};
+    g_instances[1].answers["getparam 0"] = {13, 0};
     m_pParams->input.sensorOverrideWanted = 1;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 13u);
-    EXPECT_EQ(m_pInstance1->callCount, 1u);  // no sensor override
-    ExpectStats({{32, 498}}, {"CID:[7] requestId 123456789012 pPDLibDataPDLib 2[2]->pGetParam "
-                              "PDLibGetParamHWConfig failed result 13"});
-}
+    EXPECT_DISPATCH(GetParam(), 13, both,
+                    "32 498 CID:[7] requestId 123456789012 pPDLibDataPDLib 2[2]->pGetParam "
+                    "PDLibGetParamHWConfig failed result 13");
 
-TEST_F(PDLibGetParamTest, WantedSensorOverrideCopiesIsVPDDataReal) {
-    m_pParams->input.sensorOverrideWanted = 1;
-    m_pInstance1->hwOverrideFill = 0x42;
-    m_pInstance1->sensorOverrideValid = 1;
-    m_pInstance1->sensorOverrideIsVPDDataReal = 5;
+    // The sensor override is asked for when wanted is 1, and only a valid answer is taken.
     m_pParams->isVPDDataReal = 99;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-
-    ASSERT_EQ(m_pInstance1->callCount, 2u);
-    const fake_pd::Call& sensor = m_pInstance1->calls[1];
-    EXPECT_EQ(sensor.getParamType, PDLibGetParamSensorOverride);
-    EXPECT_EQ(sensor.getParamCameraId, kCamera);
-    EXPECT_EQ(sensor.requestId, 123456789012ull);
-    // The whole input area, the override answer already in it, is handed over.
-    EXPECT_EQ(sensor.inputAreaHash,
-              fake_pd::HashBytes(&m_pParams->input, sizeof(m_pParams->input)));
-    EXPECT_GT(sensor.sequence, m_pInstance2->calls[0].sequence);
-    EXPECT_EQ(m_pParams->isVPDDataReal, 5u);
-    ExpectStats({{32, 482}},
-                {"CID:[7] cameraId 2 requestId 123456789012 SensorOverride isVPDDataReal 5"});
-}
-
-TEST_F(PDLibGetParamTest, SensorOverrideOnlyWhenWantedIsOne) {
-    m_pInstance1->sensorOverrideValid = 1;
-    m_pInstance1->sensorOverrideIsVPDDataReal = 5;
+    g_instances[0].sensorOverride = {0, 5};
+    EXPECT_DISPATCH(GetParam(), 0, both + "|1 getparam 6", "");
+    g_instances[0].sensorOverride = {1, 5};
+    g_instances[0].answers["getparam 6"] = {8, 0};
+    EXPECT_DISPATCH(GetParam(), 0, both + "|1 getparam 6", "4 490");
     m_pParams->input.sensorOverrideWanted = 2;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-    EXPECT_EQ(m_pInstance1->callCount, 1u);
-    EXPECT_EQ(m_pParams->isVPDDataReal, 0u);
-}
-
-TEST_F(PDLibGetParamTest, InvalidSensorOverrideAnswerChangesNothing) {
-    m_pParams->input.sensorOverrideWanted = 1;
-    m_pInstance1->sensorOverrideValid = 0;
-    m_pInstance1->sensorOverrideIsVPDDataReal = 5;
-    m_pParams->isVPDDataReal = 99;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-    EXPECT_EQ(m_pInstance1->callCount, 2u);
+    EXPECT_DISPATCH(GetParam(), 0, both, "");
     EXPECT_EQ(m_pParams->isVPDDataReal, 99u);
-    EXPECT_TRUE(m_stats.Lines().empty());
-}
-
-TEST_F(PDLibGetParamTest, FailedSensorOverrideAnswersZeroAndLeavesIsVPDDataReal) {
     m_pParams->input.sensorOverrideWanted = 1;
-    m_pInstance1->getParamResults[PDLibGetParamSensorOverride] = 8;
-    m_pInstance1->sensorOverrideValid = 1;
-    m_pInstance1->sensorOverrideIsVPDDataReal = 5;
-    m_pParams->isVPDDataReal = 99;
-    EXPECT_EQ(Get(PDLibGetParamHWConfig), 0u);
-    EXPECT_EQ(m_pParams->isVPDDataReal, 99u);
-    ExpectStats({{4, 490}},
-                {"CID:[7] cameraId 2 requestId 123456789012 PDLibGetParamSensorOverride failed 8"});
+    EXPECT_DISPATCH(GetParam(), 0, both + "|1 getparam 6",
+                    "32 482 CID:[7] cameraId 2 requestId 123456789012 SensorOverride "
+                    "isVPDDataReal 5");
+    EXPECT_EQ(m_pParams->isVPDDataReal, 5u);
+    EXPECT_EQ(m_lastCalls[2].cameraId, kCamera);  // with the whole input area, override and all
+    EXPECT_EQ(m_lastCalls[2].inputHash, Hash(m_pParams->input));
 }
 
-// ---------------------------------------------------------------------------------------
-// PDLibDestroy
-
-class PDLibDestroyTest : public DualDispatchTest {
-protected:
-    PDLibDestroyParamList* List(std::vector<PDLibParamEntry> entries) {
-        m_entries = std::move(entries);
-        m_list.pParams = m_entries.data();
-        m_list.count = static_cast<uint32_t>(m_entries.size());
-        return &m_list;
-    }
-    PDLibParamEntry Camera(uint32_t cameraId) {
-        m_cameras.push_back(std::make_unique<PDLibCameraInfo>());
-        m_cameras.back()->cameraId = cameraId;
-        return PDLibParamEntry{PDLibDestroyParamTypeCameraInfo, m_cameras.back().get(), 8};
-    }
-
-    std::vector<std::unique_ptr<PDLibCameraInfo>> m_cameras;
-    std::vector<PDLibParamEntry> m_entries;
-    PDLibDestroyParamList m_list{};
-};
-
-TEST_F(PDLibDestroyTest, DestroysInstanceOneThenTwoAndReportsTheMissingMutex) {
-    PDLibDestroyParamList* pList =
-        List({Camera(9), PDLibParamEntry{2, nullptr, 0}, Camera(kCamera)});
-    Zyra::PDLibDestroy(Caller(), pList);
-    ASSERT_THAT(Operations(m_pInstance1), ElementsAre(fake_pd::kOpDestroy));
-    ASSERT_THAT(Operations(m_pInstance2), ElementsAre(fake_pd::kOpDestroy));
-    EXPECT_EQ(m_pInstance1->calls[0].pArg1, pList);
-    EXPECT_EQ(m_pInstance2->calls[0].pArg1, pList);
-    EXPECT_LT(m_pInstance1->calls[0].sequence, m_pInstance2->calls[0].sequence);
-    ExpectStats({{32, 586}, {32, 589}, {2, 617}}, {"CID:[7] pPDLibDataPDLib 1[2]->PDLibDestroy",
-                                                   "CID:[7] pPDLibDataPDLib 2[2]->PDLibDestroy",
-                                                   "CID:[7] Null pointer g_pAFPDlibMutex"});
-    // The pointers keep their values; a second camera destroys the shared instance 1 again.
-    EXPECT_EQ(g_pPDLib1, Lib1());
-    EXPECT_EQ(g_pPDLib2[kCamera], Lib2());
-    g_pPDLib2[4] = Lib2();
-    Zyra::PDLibDestroy(Caller(), List({Camera(4)}));
-    EXPECT_EQ(m_pInstance1->callCount, 2u);
-}
-
-TEST_F(PDLibDestroyTest, InstanceResultsAreIgnored) {
-    m_pInstance1->results[fake_pd::kOpDestroy] = 3;
-    Zyra::PDLibDestroy(Caller(), List({Camera(kCamera)}));
-    EXPECT_EQ(m_pInstance2->callCount, 1u);
-}
-
-TEST_F(PDLibDestroyTest, NullArgumentsAreLogged) {
-    PDLibDestroyParamList* pList = List({Camera(kCamera)});
-    Zyra::PDLibDestroy(nullptr, pList);
-    Zyra::PDLibDestroy(Caller(), nullptr);
-    ExpectStats({{2, 563}, {2, 563}},
-                {"CID:[7] Null pointer pPDLib (nil) pDestroyParams " + Ptr(pList),
-                 "CID:[7] Null pointer pPDLib " + Ptr(Caller()) + " pDestroyParams (nil)"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-}
-
-TEST_F(PDLibDestroyTest, ListWithoutCameraIsTheWrongCamera10) {
-    Zyra::PDLibDestroy(Caller(),
-                       List({PDLibParamEntry{2, nullptr, 0}, PDLibParamEntry{1, nullptr, 8}}));
-    Zyra::PDLibDestroy(Caller(), List({}));
-    PDLibDestroyParamList nullEntries{nullptr, 2};
-    Zyra::PDLibDestroy(Caller(), &nullEntries);
-    ExpectStats({{2, 153}, {2, 153}, {2, 153}}, {"CID:[7] Wrong cameraId 10 MaxNumCameras 10",
-                                                 "CID:[7] Wrong cameraId 10 MaxNumCameras 10",
-                                                 "CID:[7] Wrong cameraId 10 MaxNumCameras 10"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
-    EXPECT_EQ(m_pInstance2->callCount, 0u);
-}
-
-TEST_F(PDLibDestroyTest, BothInstancesAreNeeded) {
-    Zyra::PDLibDestroy(Caller(), List({Camera(1)}));
-    ExpectStats({{2, 622}},
-                {"CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib1()) + " g_pPDLib2[1] (nil)"});
-    EXPECT_EQ(m_pInstance1->callCount, 0u);
+TEST_F(DispatchTest, DestroyCallsBothInstancesAndReportsTheMissingMutex) {
+    g_instances[0].answers["destroy"] = {3};  // not looked at
+    EXPECT_DISPATCH(Destroy({DestroyCamera(9), {2, nullptr, 0}, DestroyCamera(kCamera)}), 0,
+                    "1 destroy|2 destroy",
+                    "32 586 CID:[7] pPDLibDataPDLib 1[2]->PDLibDestroy"
+                    "|32 589 CID:[7] pPDLibDataPDLib 2[2]->PDLibDestroy"
+                    "|2 617 CID:[7] Null pointer g_pAFPDlibMutex");
+    EXPECT_EQ(m_lastCalls[0].pArg1, &m_destroy);
+    EXPECT_EQ(m_lastCalls[1].pArg1, &m_destroy);
+    EXPECT_EQ(g_pPDLib1, Lib(1));
+    EXPECT_EQ(g_pPDLib2[kCamera], Lib(2));
+    EXPECT_DISPATCH(Destroy({{2, nullptr, 0}, {1, nullptr, 8}}), 0, "", "2 153");
+    EXPECT_DISPATCH(Destroy({}), 0, "", "2 153");
+    EXPECT_DISPATCH(Destroy({DestroyCamera(1)}), 0, "",
+                    "2 622 CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib(1)) + " g_pPDLib2[1] (nil)");
 }
 
 }  // namespace

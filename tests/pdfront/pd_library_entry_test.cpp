@@ -1,306 +1,178 @@
-// The exported entry, the three table operations of the front and the fan-out
-// over both slot tables.
-#include <dlfcn.h>
+// The two log forms, the exported entry and the fan-out of the table operations.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
-#include <utility>
-#include <vector>
+#include <thread>
 
 #include "pd_test_support.h"
+#include "pdfront/pd_logging.h"
 
 namespace pd_test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
+using ::testing::EndsWith;
 
-constexpr const char* kFile = "pd_library_entry.cpp";
+constexpr uint64_t kGroupBit = 0x8000000;
 
-PDLibraryCallbacks PatternTable(uint32_t size) {
-    PDLibraryCallbacks table;
-    std::memset(&table, 0xA5, sizeof(table));
-    table.size = size;
-    table.reserved0 = 0x11223344;
-    table.pReserved = reinterpret_cast<void*>(uintptr_t{0x5A5A0000});
-    return table;
+int g_evaluations = 0;
+int Counted(int value) {
+    ++g_evaluations;
+    return value;
+}
+
+void EmitAll() {
+    PD_LOG_WARN(738, "Unable to create instance of algorithm: %d", Counted(9));
+    PD_LOG_INFO(706, "Loading PDLib %s for cameraId %d", "lib", Counted(2));
+    PD_LOG_VERB(129, "Loaded Algorithm Lib: %d", Counted(1));
+    PD_LOG_ERROR(728, "cameraId %d PDLIB1 entry function Not found ", 4);
+}
+
+using PdLoggingTest = PdFrontTest;
+
+TEST_F(PdLoggingTest, DirectLevelsOpenOnBit27OfTheirWordAndOnlyErrorsGoToTheTrace) {
+    EmitAll();  // all open until the stack has filled the masks
+    const auto lines = m_log.Lines();
+    ASSERT_EQ(lines.size(), 4u);
+    const std::pair<const char*, uint32_t> levels[] = {{"W", 2}, {"I", 4}, {"V", 5}, {"E", 1}};
+    for (size_t index = 0; index < 4; ++index) {
+        EXPECT_EQ(lines[index].group, kGroupBit);
+        EXPECT_EQ(lines[index].level, levels[index].first);
+        EXPECT_EQ(lines[index].levelIndex, levels[index].second);
+    }
+    EXPECT_EQ(lines[0].text, Direct("[ WARN]", "pd_library_entry_test.cpp", 738, "EmitAll",
+                                    "Unable to create instance of algorithm: 9"));
+
+    // Once the stack has filled the masks, a level opens on bit 27 of its own word only. Only
+    // errors go to the trace, when it is on for the group, without the prefix fields.
+    struct Case {
+        int openWord;  // the word given bit 27; every other bit of every word is set
+        const char* pLetters;
+        Zyra::TraceInfo trace;
+        bool echoed;
+    };
+    for (const Case& gate : {Case{-1, "E", {kGroupBit, 1, 0}, true}, Case{1, "E", {}, false},
+                             Case{2, "WE", {~kGroupBit, 1, 0}, false},
+                             Case{4, "IE", {kGroupBit, 2, 0}, false}, Case{5, "VE", {}, false}}) {
+        for (uint64_t& mask : Zyra::g_logInfo) {
+            mask = ~kGroupBit;
+        }
+        Zyra::g_logInfoUpdated = 1;
+        if (gate.openWord >= 0) {
+            Zyra::g_logInfo[gate.openWord] = kGroupBit;
+        }
+        Zyra::g_traceInfo = gate.trace;
+        m_log.Clear();
+        g_evaluations = 0;
+        EmitAll();
+        std::string letters;
+        for (const auto& line : m_log.Lines()) {
+            letters += line.level;
+        }
+        EXPECT_EQ(letters, gate.pLetters) << "word " << gate.openWord;
+        EXPECT_EQ(g_evaluations + 1, static_cast<int>(letters.size())) << "word " << gate.openWord;
+        const Texts echo = {"[ERROR]cameraId 4 PDLIB1 entry function Not found ", "<end>"};
+        EXPECT_EQ(m_log.Trace(), gate.echoed ? echo : Texts{}) << "word " << gate.openWord;
+    }
+    m_log.Clear();
+    EnableTrace();
+    PD_LOG_ERROR(1, "%s", std::string(600, 'e').c_str());  // the echo is cut to 512 bytes
+    EXPECT_THAT(m_log.Trace(), ElementsAre("[ERROR]" + std::string(511 - 7, 'e'), "<end>"));
 }
 
 // ---------------------------------------------------------------------------------------
-// VexPDLibraryEntry
+
+std::string Entry(const char* pPrefix, uint32_t line, const std::string& message) {
+    return Direct(pPrefix, "pd_library_entry.cpp", line, "VexPDLibraryEntry", message);
+}
 
 using VexPDLibraryEntryTest = PdFrontTest;
 
-TEST_F(VexPDLibraryEntryTest, FillsTheFourOperationsOfATableOf48Bytes) {
-    PDLibraryCallbacks table = PatternTable(48);
-    VexPDLibraryEntry(&table);
-    EXPECT_EQ(table.size, 48u);
-    EXPECT_EQ(table.reserved0, 0x11223344u);
-    EXPECT_EQ(table.pReserved, reinterpret_cast<void*>(uintptr_t{0x5A5A0000}));
-    EXPECT_EQ(table.pfnGetCapabilities, &PDWrapperGetCapabilities);
-    EXPECT_EQ(table.pfnQueryVendorTag, &PDWrapperQueryVendorTag);
-    EXPECT_EQ(table.pfnCreate, &CreatePDLibWrapper);  // enable2PDLibsMask is 0
-    EXPECT_EQ(table.pfnSetNodeInterface, &PDWrapperSetNodeInterface);
-
-    EXPECT_THAT(m_log.Texts(), ElementsAre(Direct("[ INFO]", kFile, 1028, "VexPDLibraryEntry",
-                                                  "VexPDLibraryEntry"),
-                                           Direct("[ VERB]", kFile, 1074, "VexPDLibraryEntry",
-                                                  "VexPDLibraryEntry enable2PDLibsMask 0")));
-    EXPECT_TRUE(m_log.Trace().empty());
-    EXPECT_TRUE(m_stats.Lines().empty());
-}
-
-TEST_F(VexPDLibraryEntryTest, SizeIsTestedAsUnsignedAndLargerTablesAreFilled) {
-    for (uint32_t size : {49u, 4096u, 0x80000000u, 0xFFFFFFFFu}) {
-        PDLibraryCallbacks table = PatternTable(size);
-        VexPDLibraryEntry(&table);
-        EXPECT_EQ(table.size, size);
-        EXPECT_EQ(table.pfnCreate, &CreatePDLibWrapper) << size;
-    }
-}
-
-TEST_F(VexPDLibraryEntryTest, LeavesATableOf47BytesUntouched) {
+TEST_F(VexPDLibraryEntryTest, FillsTablesOfAtLeast48BytesAndNothingElse) {
     EnableTrace();
-    for (uint32_t size : {47u, 0u}) {
+    const std::string info = Entry("[ INFO]", 1028, "VexPDLibraryEntry");
+    for (uint32_t size : {47u, 0u, 48u, 49u, 0x80000000u, 0xFFFFFFFFu}) {
         m_log.Clear();
-        PDLibraryCallbacks table = PatternTable(size);
+        PDLibraryCallbacks table;
+        std::memset(&table, 0xA5, sizeof(table));
+        table.size = size;
         const PDLibraryCallbacks before = table;
         VexPDLibraryEntry(&table);
-        EXPECT_EQ(std::memcmp(&table, &before, sizeof(table)), 0) << size;
-        EXPECT_THAT(m_log.Texts(), ElementsAre(Direct("[ INFO]", kFile, 1028, "VexPDLibraryEntry",
-                                                      "VexPDLibraryEntry"),
-                                               Direct("[ERROR]", kFile, 1055, "VexPDLibraryEntry",
-                                                      "pCallBacks is smaller than expected")));
-        EXPECT_THAT(m_log.Trace(),
-                    ElementsAre("[ERROR]pCallBacks is smaller than expected", "<end>"));
-    }
-}
-
-TEST_F(VexPDLibraryEntryTest, NullTableIsAnErrorWithTraceEcho) {
-    EnableTrace();
-    VexPDLibraryEntry(nullptr);
-    EXPECT_THAT(m_log.Texts(), ElementsAre(Direct("[ INFO]", kFile, 1028, "VexPDLibraryEntry",
-                                                  "VexPDLibraryEntry"),
-                                           Direct("[ERROR]", kFile, 1051, "VexPDLibraryEntry",
-                                                  "Invalid argument: pCallBacks is NULL")));
-    EXPECT_THAT(m_log.Trace(), ElementsAre("[ERROR]Invalid argument: pCallBacks is NULL", "<end>"));
-    EXPECT_TRUE(m_stats.Lines().empty());
-}
-
-TEST_F(VexPDLibraryEntryTest, ClosedLevelsLeaveOnlyTheError) {
-    CloseDirectLevels();
-    PDLibraryCallbacks table = PatternTable(48);
-    VexPDLibraryEntry(&table);
-    EXPECT_TRUE(m_log.Lines().empty());
-    EXPECT_EQ(table.pfnCreate, &CreatePDLibWrapper);
-
-    VexPDLibraryEntry(nullptr);
-    EXPECT_THAT(m_log.Texts(), ElementsAre(Direct("[ERROR]", kFile, 1051, "VexPDLibraryEntry",
-                                                  "Invalid argument: pCallBacks is NULL")));
-    EXPECT_TRUE(m_log.Trace().empty());  // trace off
-}
-
-// ---------------------------------------------------------------------------------------
-// The table operations on a fresh library
-
-using TableOperationsTest = PdFrontTest;
-
-TEST_F(TableOperationsTest, GetCapabilitiesAnswersZeroWhateverItIsPassed) {
-    int anything = 0;
-    EXPECT_EQ(PDWrapperGetCapabilities(nullptr), 0u);
-    EXPECT_EQ(PDWrapperGetCapabilities(&anything), 0u);
-    EXPECT_EQ(PDWrapperGetCapabilities(reinterpret_cast<void*>(uintptr_t{1})), 0u);
-    EXPECT_TRUE(m_stats.Lines().empty());
-    EXPECT_TRUE(m_log.Lines().empty());
-}
-
-TEST_F(TableOperationsTest, FanOutsOnAFreshLibraryCallNothing) {
-    int tag = 0;
-    EXPECT_EQ(PDWrapperQueryVendorTag(&tag), 0u);
-    PDWrapperSetNodeInterface(&tag);
-    EXPECT_TRUE(m_stats.Lines().empty());
-    EXPECT_TRUE(m_log.Lines().empty());
-}
-
-TEST_F(TableOperationsTest, NullArgumentsOfTheFanOutsLogAtLevel4) {
-    FakeSysroot sysroot;
-    fake_pd::Control* pControl = sysroot.InstallAlgo("com.ovi.stats.pdlib");
-    ASSERT_NE(pControl, nullptr);
-    VEXPDLib* pInstance = nullptr;
-    ASSERT_EQ(CreatePDLibWrapper(&pInstance, CreateParamList().Camera(0).Get()), 0u);
-    m_stats.Clear();
-
-    EXPECT_EQ(PDWrapperQueryVendorTag(nullptr), 0u);
-    PDWrapperSetNodeInterface(nullptr);
-    const auto& lines = m_stats.Lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].text, "CID:[7] Invalid pQueryVendorTag pointer");
-    EXPECT_EQ(lines[0].line, 1008u);
-    EXPECT_EQ(lines[0].function, "PDWrapperQueryVendorTag");
-    EXPECT_EQ(lines[1].text, "CID:[7] Invalid Algo interface");
-    EXPECT_EQ(lines[1].line, 972u);
-    EXPECT_EQ(lines[1].function, "PDWrapperSetNodeInterface");
-    for (const StatsLine& line : lines) {
-        EXPECT_EQ(line.group, 4u);
-        EXPECT_EQ(line.level, 4u);
-        EXPECT_NE(line.file.find("pd_library_entry.cpp"), std::string::npos);
-    }
-    EXPECT_EQ(pControl->queryVendorTagCalls, 0u);
-    EXPECT_EQ(pControl->setNodeInterfaceCalls, 0u);
-}
-
-// ---------------------------------------------------------------------------------------
-// Fan-out over the slot tables
-
-struct FanOutCall {
-    uint32_t tag;
-    uint32_t event;
-    const void* pArg;
-    bool operator==(const FanOutCall& other) const {
-        return tag == other.tag && event == other.event && pArg == other.pArg;
-    }
-};
-
-void PrintTo(const FanOutCall& call, std::ostream* pOut) {
-    *pOut << "{tag " << call.tag << ", event " << call.event << ", " << call.pArg << "}";
-}
-
-class FanOutTest : public PdFrontTest {
-protected:
-    static void Observe(void* pContext, uint32_t tag, uint32_t event, const void* pArg) {
-        static_cast<FanOutTest*>(pContext)->m_calls.push_back({tag, event, pArg});
-    }
-
-    // A new fake library whose table operations report to this test under `tag`.
-    fake_pd::Control* Library(uint32_t tag) {
-        fake_pd::Control* pControl = m_sysroot.InstallAlgo("fanout" + std::to_string(tag));
-        if (pControl != nullptr) {
-            pControl->tag = tag;
-            pControl->pObserver = &FanOutTest::Observe;
-            pControl->pObserverContext = this;
+        if (size < 48) {
+            EXPECT_EQ(std::memcmp(&table, &before, sizeof(table)), 0) << size;
+            EXPECT_THAT(
+                m_log.Texts(),
+                ElementsAre(info, Entry("[ERROR]", 1055, "pCallBacks is smaller than expected")));
+            EXPECT_THAT(m_log.Trace(),
+                        ElementsAre("[ERROR]pCallBacks is smaller than expected", "<end>"));
+            continue;
         }
-        return pControl;
+        EXPECT_EQ(std::memcmp(&table, &before, 16), 0) << size;  // size and the word at 8 kept
+        EXPECT_EQ(table.pfnGetCapabilities, &PDWrapperGetCapabilities);
+        EXPECT_EQ(table.pfnQueryVendorTag, &PDWrapperQueryVendorTag);
+        EXPECT_EQ(table.pfnCreate, &CreatePDLibWrapper);  // one algorithm library per camera
+        EXPECT_EQ(table.pfnSetNodeInterface, &PDWrapperSetNodeInterface);
+        EXPECT_THAT(
+            m_log.Texts(),
+            ElementsAre(info, Entry("[ VERB]", 1074, "VexPDLibraryEntry enable2PDLibsMask 0")));
+        EXPECT_TRUE(m_log.Trace().empty());
     }
 
-    // Fills `slot` as the front does: the library's entry fills the table.
-    static void Fill(PDLibWrapperSlot& slot, const std::string& path) {
-        slot.libHandle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(slot.libHandle, nullptr);
-        auto pEntry =
-            reinterpret_cast<PFNPDLibraryEntry>(dlsym(slot.libHandle, "VexPDLibraryEntry"));
-        ASSERT_NE(pEntry, nullptr);
-        slot.callbacks.size = sizeof(PDLibraryCallbacks);
-        pEntry(&slot.callbacks);
-    }
-
-    std::string PathOf(uint32_t tag) const {
-        return m_sysroot.Root() + kComponentsFolder + "fanout" + std::to_string(tag) + ".so.0";
-    }
-
-    std::vector<FanOutCall> TableCalls() const {
-        std::vector<FanOutCall> calls;
-        for (const FanOutCall& call : m_calls) {
-            if (call.event != fake_pd::kEventEntry) {
-                calls.push_back(call);
-            }
-        }
-        return calls;
-    }
-
-    FakeSysroot m_sysroot;
-    std::vector<FanOutCall> m_calls;
-};
-
-TEST_F(FanOutTest, CameraCreatedOnTheFirstTableOnlyIsCalledOnce) {
-    fake_pd::Control* pControl = m_sysroot.InstallAlgo("com.ovi.stats.pdlib");
-    ASSERT_NE(pControl, nullptr);
-    pControl->tag = 3;
-    pControl->pObserver = &FanOutTest::Observe;
-    pControl->pObserverContext = this;
-    VEXPDLib* pInstance = nullptr;
-    ASSERT_EQ(CreatePDLibWrapper(&pInstance, CreateParamList().Camera(3).Get()), 0u);
-    m_calls.clear();
-
-    int vendorTag = 0;
-    int nodeInterface = 0;
-    EXPECT_EQ(PDWrapperQueryVendorTag(&vendorTag), 0u);
-    PDWrapperSetNodeInterface(&nodeInterface);
-    EXPECT_THAT(m_calls,
-                ElementsAre(FanOutCall{3, fake_pd::kEventQueryVendorTag, &vendorTag},
-                            FanOutCall{3, fake_pd::kEventSetNodeInterface, &nodeInterface}));
-    EXPECT_EQ(pControl->getCapabilitiesCalls, 0u);
-    EXPECT_TRUE(m_stats.Lines().empty());
+    m_log.Clear();
+    VexPDLibraryEntry(nullptr);
+    Zyra::g_logInfoUpdated = 1;  // every level closed but the error
+    VexPDLibraryEntry(nullptr);
+    const std::string error = Entry("[ERROR]", 1051, "Invalid argument: pCallBacks is NULL");
+    EXPECT_THAT(m_log.Texts(), ElementsAre(info, error, error));
+    EXPECT_EQ(m_log.Trace().front(), "[ERROR]Invalid argument: pCallBacks is NULL");
+    EXPECT_TRUE(TakeStats().empty());
 }
 
-TEST_F(FanOutTest, VisitsAllTwentySlotsInCameraOrderFirstTableFirst) {
-    // Library 1 serves cameras 0 and 9 of the first table, so it is called twice per call.
-    // Library 2 serves camera 0 of the second table, library 3 camera 4 of the second table,
-    // library 4 camera 6 of the first table; all other slots are zero and skipped.
-    for (uint32_t tag = 1; tag <= 4; ++tag) {
-        ASSERT_NE(Library(tag), nullptr);
-    }
-    Fill(g_PDLibWrapper[9], PathOf(1));
-    Fill(g_PDLibWrapper2[4], PathOf(3));
-    Fill(g_PDLibWrapper[0], PathOf(1));
-    Fill(g_PDLibWrapper[6], PathOf(4));
-    Fill(g_PDLibWrapper2[0], PathOf(2));
-    m_calls.clear();
+// The fan-outs, watched through functions placed in the slots.
+Texts g_fanOutCalls;
 
-    int vendorTag = 0;
-    EXPECT_EQ(PDWrapperQueryVendorTag(&vendorTag), 0u);
-    const uint32_t kQuery = fake_pd::kEventQueryVendorTag;
-    EXPECT_THAT(TableCalls(), ElementsAreArray(std::vector<FanOutCall>{
-                                  {1, kQuery, &vendorTag},  // camera 0, table 1
-                                  {2, kQuery, &vendorTag},  // camera 0, table 2
-                                  {3, kQuery, &vendorTag},  // camera 4, table 2
-                                  {4, kQuery, &vendorTag},  // camera 6, table 1
-                                  {1, kQuery, &vendorTag},  // camera 9, table 1
-                              }));
-
-    m_calls.clear();
-    int nodeInterface = 0;
-    PDWrapperSetNodeInterface(&nodeInterface);
-    const uint32_t kSet = fake_pd::kEventSetNodeInterface;
-    EXPECT_THAT(TableCalls(), ElementsAreArray(std::vector<FanOutCall>{
-                                  {1, kSet, &nodeInterface},
-                                  {2, kSet, &nodeInterface},
-                                  {3, kSet, &nodeInterface},
-                                  {4, kSet, &nodeInterface},
-                                  {1, kSet, &nodeInterface},
-                              }));
+template <int Tag>
+void Fill(PDLibWrapperSlot& slot) {
+    slot.callbacks.pfnQueryVendorTag = [](void* pArgument) -> uint32_t {
+        g_fanOutCalls.push_back("query " + std::to_string(Tag) + " " + Ptr(pArgument));
+        return Tag;  // not 0: what the fan-out is answered is ignored
+    };
+    slot.callbacks.pfnSetNodeInterface = [](void* pArgument) {
+        g_fanOutCalls.push_back("set " + std::to_string(Tag) + " " + Ptr(pArgument));
+    };
 }
 
-TEST_F(FanOutTest, ResultsOfTheLibrariesAreIgnored) {
-    // An operation that answers failure does not change the fan-out's answer or its walk.
-    ASSERT_NE(Library(1), nullptr);
-    ASSERT_NE(Library(2), nullptr);
-    Fill(g_PDLibWrapper[1], PathOf(1));
-    Fill(g_PDLibWrapper[2], PathOf(2));
-    g_PDLibWrapper[1].callbacks.pfnQueryVendorTag = [](void*) -> uint32_t { return 1; };
-    m_calls.clear();
-    int vendorTag = 0;
-    EXPECT_EQ(PDWrapperQueryVendorTag(&vendorTag), 0u);
-    EXPECT_THAT(TableCalls(),
-                ElementsAre(FanOutCall{2, fake_pd::kEventQueryVendorTag, &vendorTag}));
-}
-
-TEST_F(FanOutTest, SlotWithoutQueryVendorTagIsSkippedButItsSetNodeInterfaceCalled) {
-    fake_pd::Control* pControl = Library(5);
-    ASSERT_NE(pControl, nullptr);
-    pControl->fillQueryVendorTag = false;
-    Fill(g_PDLibWrapper2[2], PathOf(5));
-    ASSERT_EQ(g_PDLibWrapper2[2].callbacks.pfnQueryVendorTag, nullptr);
-    m_calls.clear();
-
+TEST_F(VexPDLibraryEntryTest, FanOutsVisitAllTwentySlotsInCameraOrderFirstTableFirst) {
     int argument = 0;
+    EXPECT_EQ(PDWrapperGetCapabilities(&argument), 0u);
+    EXPECT_EQ(PDWrapperQueryVendorTag(&argument), 0u);  // fresh library: nothing to call
+    PDWrapperSetNodeInterface(&argument);
+
+    // Library 1 serves cameras 0 and 9; the second table's camera 4 has no query operation.
+    Fill<1>(g_PDLibWrapper[9]);
+    Fill<3>(g_PDLibWrapper2[4]);
+    g_PDLibWrapper2[4].callbacks.pfnQueryVendorTag = nullptr;
+    Fill<1>(g_PDLibWrapper[0]);
+    Fill<4>(g_PDLibWrapper[6]);
+    Fill<2>(g_PDLibWrapper2[0]);
     EXPECT_EQ(PDWrapperQueryVendorTag(&argument), 0u);
     PDWrapperSetNodeInterface(&argument);
-    EXPECT_THAT(TableCalls(),
-                ElementsAre(FanOutCall{5, fake_pd::kEventSetNodeInterface, &argument}));
-    EXPECT_EQ(pControl->queryVendorTagCalls, 0u);
-    EXPECT_EQ(pControl->setNodeInterfaceCalls, 1u);
+    const std::string arg = " " + Ptr(&argument);
+    EXPECT_THAT(g_fanOutCalls, ElementsAre("query 1" + arg, "query 2" + arg, "query 4" + arg,
+                                           "query 1" + arg, "set 1" + arg, "set 2" + arg,
+                                           "set 3" + arg, "set 4" + arg, "set 1" + arg));
+    g_fanOutCalls.clear();
+    EXPECT_EQ(PDWrapperQueryVendorTag(nullptr), 0u);
+    PDWrapperSetNodeInterface(nullptr);
+    EXPECT_TRUE(g_fanOutCalls.empty());
+    EXPECT_THAT(LastStatsOrigin(), EndsWith("pd_library_entry.cpp PDWrapperSetNodeInterface 4"));
+    std::thread([] { PDWrapperSetNodeInterface(nullptr); }).join();  // g_cameraId starts as -1
+    EXPECT_THAT(TakeStats(), ElementsAre("4 1008 CID:[7] Invalid pQueryVendorTag pointer",
+                                         "4 972 CID:[7] Invalid Algo interface",
+                                         "4 972 CID:[-1] Invalid Algo interface"));
+    EXPECT_TRUE(m_log.Lines().empty());
 }
 
 }  // namespace
