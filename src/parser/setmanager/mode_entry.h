@@ -20,8 +20,8 @@ struct ModuleReference {
 class ZYRA_API ModeEntry {
 public:
     ModeEntry(bool loaded, bool pinned);
-    // Deletes the first child and the next sibling, and so the subtree and the rest of the
-    // sibling chain. Modules are not owned.
+    // Frees the first child and the next sibling, and so the subtree and the rest of the
+    // sibling chain, through ParserDelete: nodes come from ParserNew. Modules are not owned.
     ~ModeEntry();
     ModeEntry(const ModeEntry&) = delete;
     ModeEntry& operator=(const ModeEntry&) = delete;
@@ -49,7 +49,8 @@ public:
     const char* GetModeName();
     const char* GetSubModeName();
 
-    // The last node of the link chain starting here (this node when it has no link).
+    // The last node of the link chain starting here: this node when it has no link, and when
+    // the links form a ring, which has no last node.
     ModeEntry* LinkTarget();
 
     uint32_t ID = 0;
