@@ -15,6 +15,7 @@
 #include "parser/foundation/plist.h"
 #include "parser/foundation/version_union.h"
 #include "parser/setmanager/mode_table.h"
+#include "parser/setmanager/parameter_ct_value.h"
 #include "parser/setmanager/tuning_mode.h"
 #include "zyra_api.h"
 
@@ -61,6 +62,8 @@ public:
     ~ParameterSetManager() override;
     bool GetActiveModes(char* pText, unsigned int size) override;
     bool GetModeShorthand(const char* pModePath, char* pText, unsigned int size) override;
+    bool GetControlValues(char* pText, unsigned int size) override;
+    bool GetTriggerValues(char* pText, unsigned int size) override;
     virtual ModeEntry* GetModeEntry(const char* pModePath);
     virtual ModeEntry* GetModeEntry(const TuningMode* pBranch, unsigned int count);
     unsigned int GetChildModes(const char* pModePath, unsigned char* pText,
@@ -107,6 +110,23 @@ public:
     unsigned int GetModeCount() const { return m_modeCount; }
     bool IsFileMode() const { return m_fileName[0] != '\0'; }
 
+    // Control and trigger values, numbered values that callers outside the parser define.
+    // The text forms are "id=value" joined by ","; GetControlValues(char*, unsigned int)
+    // above writes it and returns false when the text had no room for all values. Setting
+    // one value overwrites the entry of its ID; the SetControlValues forms replace the table.
+    bool GetControlValues(PList<ParameterCTValue>& values);
+    bool GetControlValue(unsigned int id, ParameterCTValue& value);
+    void SetControlValue(const ParameterCTValue& value);
+    void SetControlValues(const ParameterCTValue* pValues, unsigned int count);
+    void SetControlValues(const PList<ParameterCTValue>& values);
+    void SetControlValues(const char* pText);
+    bool GetTriggerValues(PList<ParameterCTValue>& values);
+    bool GetTriggerValue(unsigned int id, ParameterCTValue& value);
+    void SetTriggerValue(const ParameterCTValue& value);
+    void SetTriggerValues(const ParameterCTValue* pValues, unsigned int count);
+    void SetTriggerValues(const PList<ParameterCTValue>& values);
+    void SetTriggerValues(const char* pText);
+
 protected:
     // Section types of the container.
     enum SectionType : uint32_t {
@@ -145,6 +165,10 @@ protected:
     ModeEntry** m_modes = nullptr;
     uint32_t m_modeCount = 0;
     PList<ModeEntry*> m_activeModes;
+    // Sorted by ID, one entry per ID; both guarded by m_valueLock alone.
+    PList<ParameterCTValue> m_controlValues;
+    PList<ParameterCTValue> m_triggerValues;
+    ParameterMutex m_valueLock;
 
 private:
     // The refusals of a header whose fields were all read, in their order; null when it is
@@ -169,6 +193,17 @@ private:
     // Number of steps from `start` on that share the full Mode of step `start`.
     static unsigned int GroupLength(const TuningMode* pBranch, unsigned int count,
                                     unsigned int start);
+
+    // The operations of one value table, shared by the control and trigger forms. Each
+    // holds m_valueLock exclusively for the whole call.
+    bool CopyValues(PList<ParameterCTValue>& table, PList<ParameterCTValue>& values);
+    bool FormatValues(PList<ParameterCTValue>& table, char* pText, unsigned int size);
+    bool FindValue(PList<ParameterCTValue>& table, unsigned int id, ParameterCTValue& value);
+    void StoreValue(PList<ParameterCTValue>& table, const ParameterCTValue& value);
+    void ReplaceValues(PList<ParameterCTValue>& table, const ParameterCTValue* pValues,
+                       unsigned int count);
+    void ReplaceValues(PList<ParameterCTValue>& table, const PList<ParameterCTValue>& values);
+    void ReplaceValues(PList<ParameterCTValue>& table, const char* pText);
 
     // Frees everything a load made: the tree, the mode table, the binary tag, the symbol
     // table and the file it reads from.
