@@ -31,8 +31,6 @@ public:
     bool GetInfo(const char*, const char*, PList<ParameterParserInfo>&) override {
         return false;
     }
-    bool GetControlValues(char*, unsigned int) override { return false; }
-    bool GetTriggerValues(char*, unsigned int) override { return false; }
 };
 
 // Mode ids 0 to count - 1, each a root node with mode 2 and its id as submode.

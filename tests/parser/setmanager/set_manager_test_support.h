@@ -46,8 +46,6 @@ public:
     }
     bool SetValue(const char*, const char*, const char*, const char*) override { return false; }
     bool GetInfo(const char*, const char*, PList<ParameterParserInfo>&) override { return false; }
-    bool GetControlValues(char*, unsigned int) override { return false; }
-    bool GetTriggerValues(char*, unsigned int) override { return false; }
 
     void SetOnDemand(bool onDemand) { m_onDemand = onDemand; }
     void SetIgnoreMissingModules(bool ignore) { m_ignoreMissingModules = ignore; }
