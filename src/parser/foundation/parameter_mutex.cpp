@@ -30,6 +30,22 @@ void ParameterMutex::Lock(bool isRead) {
     }
 }
 
+bool ParameterMutex::TryLock(bool isRead) {
+    std::thread::id self = std::this_thread::get_id();
+    std::lock_guard<std::mutex> guard(m_mutex);
+    const bool writable = m_writeCount == 0 || m_writer == self;
+    if (!writable || (!isRead && OtherThreadReads(m_readCounts, self))) {
+        return false;
+    }
+    if (isRead) {
+        ++m_readCounts[self];
+    } else {
+        ++m_writeCount;
+        m_writer = self;
+    }
+    return true;
+}
+
 void ParameterMutex::Unlock(bool isRead) {
     bool unbalanced = false;
     {

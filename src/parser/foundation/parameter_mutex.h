@@ -18,6 +18,10 @@ public:
     ParameterMutex& operator=(const ParameterMutex&) = delete;
 
     void Lock(bool isRead);
+    // Takes the side when that needs no wait, as Lock would grant it now; false otherwise.
+    // A reader that wants the write side while other readers may want it too asks this way,
+    // since two readers waiting for each other to leave would wait for ever.
+    bool TryLock(bool isRead);
     void Unlock(bool isRead);
 
 private:
