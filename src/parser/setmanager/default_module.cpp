@@ -57,6 +57,9 @@ void DefaultModule::RemoveModule(const ParameterModule* pModule) {
     } else {
         InstanceHead = pLink->Next;
     }
+    if (InstanceTail == pLink) {
+        InstanceTail = pPrevious;
+    }
     pLink->Module = nullptr;
     pLink->Next = nullptr;
     ParserDelete(pLink);

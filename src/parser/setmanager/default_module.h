@@ -30,9 +30,8 @@ public:
     // Appends an instance. False for null, and when no link could be made: the module is
     // then not in the list and stays the caller's.
     bool AddModule(ParameterModule* pModule);
-    // Unhooks and destroys the link of `pModule`; the module itself survives. The tail is
-    // not moved: after the last link of a longer list went, InstanceTail names the destroyed
-    // link until the list is emptied. AddModule tests the head alone for an empty list.
+    // Unhooks and destroys the link of `pModule`; the module itself survives. The tail moves
+    // back to the link before it when the last link goes.
     void RemoveModule(const ParameterModule* pModule);
     // The first instance whose symbol entry is `id`. An instance without ModuleData ends the
     // search and is itself the answer.

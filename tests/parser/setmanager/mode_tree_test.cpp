@@ -262,12 +262,15 @@ TEST(SetManagerModules, InstanceListsOfAModuleType) {
     pDefault->AddModule(pFirst);
     pDefault->AddModule(pOnly);
     EXPECT_EQ(pDefault->InstanceHead->Module, pFirst);
-    // Removing the last of two leaves the tail where it was.
-    ModuleLink* pTail = pDefault->InstanceTail;
+    // Removing the last of two moves the tail back, so the next instance is appended to a
+    // live link.
     pDefault->RemoveModule(pOnly);
-    EXPECT_EQ(pDefault->InstanceTail, pTail);
+    EXPECT_EQ(pDefault->InstanceTail, pDefault->InstanceHead);
     EXPECT_EQ(pDefault->InstanceHead->Next, nullptr);
     EXPECT_EQ(s_alive, 3);
+    pDefault->AddModule(pOnly);
+    EXPECT_EQ(pDefault->InstanceHead->Next->Module, pOnly);
+    pDefault->RemoveModule(pOnly);
     delete pOnly;
     ParserDelete(pDefault);
     EXPECT_EQ(s_alive, 0);
