@@ -147,6 +147,18 @@ bool ModeEntry::AddModule(ParameterModule* pModule) {
     return true;
 }
 
+ParameterModule* ModeEntry::ReplaceModule(ParameterModule* pModule) {
+    if (pModule == nullptr || pModule->Name == nullptr) {
+        return nullptr;
+    }
+    // References taken on the old module here are forgotten; its release goes to its own
+    // owning mode.
+    ModuleReference& reference = Modules[pModule->Name];
+    ParameterModule* pOld = reference.Module;
+    reference = ModuleReference{pModule, 0};
+    return pOld;
+}
+
 void ModeEntry::AddReference(ParameterModule* pModule) {
     if (pModule == nullptr || pModule->Name == nullptr) {
         return;

@@ -3,9 +3,12 @@
 #include <cstring>
 #include <new>
 
+#include "parser/foundation/parameter_logging.h"
+#include "parser/foundation/parameter_mutex_lock.h"
 #include "parser/foundation/parser_alloc_category.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_set_manager.h"
 #include "zyra/memory.h"
 
 namespace {
@@ -71,6 +74,23 @@ bool ParameterModule::SetValue(const char* /*pPath*/, const char* /*pValue*/) { 
 
 bool ParameterModule::GetInfo(const char* /*pPath*/, PList<ParameterParserInfo>& /*info*/) {
     return false;
+}
+
+void ParameterModule::Release() {
+    if (Data == nullptr || Data->SetManager == nullptr) {
+        ParameterLogging::Write(nullptr, ParameterLogging::Error, __FILE__, __LINE__,
+                                "Attempt to release module reference when Data or SetManager is "
+                                "nullptr. Module %s",
+                                Name);
+        return;
+    }
+    // References are counted in file mode only. The mode is asked under the lock that a
+    // reload, which may switch it, holds.
+    ParameterSetManager* pSetManager = Data->SetManager;
+    ParameterMutexLock lock(&pSetManager->GetLoadLock(), false);
+    if (pSetManager->IsFileMode()) {
+        pSetManager->ReleaseModule(this);
+    }
 }
 
 uint32_t ParameterModule::GetReferenceCount() const {

@@ -5,6 +5,7 @@
 #include "parser/file/parameter_binary_file.h"
 #include "parser/file/parameter_file_symbol_table.h"
 #include "parser/foundation/parameter_logging.h"
+#include "parser/foundation/parser_alloc_category.h"
 #include "parser/foundation/parser_object.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/module_data.h"
@@ -14,9 +15,35 @@
 ParameterSetManager::ParameterSetManager() = default;
 
 ParameterSetManager::~ParameterSetManager() {
+    // The derived destructor has destroyed the instances; what replaced modules name goes
+    // after them, and the update sets last, since taken-over modules have their identity
+    // there.
     ParameterLogging::Write(this, ParameterLogging::Debug, __FILE__, __LINE__,
                             "ParameterSetManager deleting");
+    FreeReplacedParameters();
     FreeBinaryParameters();
+    for (ParameterSetManager* pUpdate : m_updateSets) {
+        delete pUpdate;
+    }
+    m_updateSets.clear();
+}
+
+void* ParameterSetManager::operator new(size_t size) {
+    void* pMemory = ZyraCalloc(1, size, kParserAllocCategory);
+    if (pMemory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return pMemory;
+}
+
+void* ParameterSetManager::operator new(size_t size, const std::nothrow_t&) noexcept {
+    return ZyraCalloc(1, size, kParserAllocCategory);
+}
+
+void ParameterSetManager::operator delete(void* pMemory) noexcept { ZyraFree(pMemory); }
+
+void ParameterSetManager::operator delete(void* pMemory, const std::nothrow_t&) noexcept {
+    ZyraFree(pMemory);
 }
 
 void ParameterSetManager::FreeBinaryParameters() {

@@ -5,7 +5,10 @@
 // of the live tuning service.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <list>
+#include <new>
 #include <string>
 #include <unordered_map>
 
@@ -60,6 +63,12 @@ public:
     // Virtual operations in the order of the class's table of operations.
     ModeEntry* GetModeEntry(unsigned int id) override;
     ~ParameterSetManager() override;
+    bool GetValue(const char* pModePath, const char* pModuleSpec, const char* pNames,
+                  char* pValue, unsigned int size) override;
+    bool SetValue(const char* pModePath, const char* pModuleSpec, const char* pName,
+                  const char* pValue) override;
+    bool GetInfo(const char* pModePath, const char* pModuleSpec,
+                 PList<ParameterParserInfo>& info) override;
     bool GetActiveModes(char* pText, unsigned int size) override;
     bool GetModeShorthand(const char* pModePath, char* pText, unsigned int size) override;
     bool GetControlValues(char* pText, unsigned int size) override;
@@ -90,6 +99,40 @@ public:
     ParameterModule* CreateModule(const ParameterFileSymbolTableEntry* pEntry, ModuleData* pData,
                                   bool load);
     bool AddModule(const ModuleData* pData, ParameterModule* pModule);
+
+    // Modules by name along a mode branch. In file mode the modes of the branch are read
+    // from the file when needed, a module handed out holds a reference on its owning mode,
+    // and the least recently used modes without references are unloaded.
+    bool LoadMode(const TuningMode* pBranch, unsigned int count, const char* pName);
+    bool UnloadMode(const TuningMode* pBranch, unsigned int count);
+    // The instance of `pName` that the deepest mode of the branch holding one gives; null
+    // when none is loaded. `pPrevious`, the caller's earlier module, is released after the
+    // new reference was taken.
+    ParameterModule* GetModule(const char* pName, const TuningMode* pBranch, unsigned int count,
+                               ParameterModule* pPrevious);
+    void ReleaseModule(const ParameterModule* pModule);
+
+    // Field access by text along a branch: `pModuleSpec` is the module name, a dot and the
+    // field path inside it. A module found here keeps its reference (file mode).
+    bool GetValue(const TuningMode* pBranch, unsigned int count, const char* pModuleSpec,
+                  const char* pNames, char* pValue, unsigned int size);
+    bool SetValue(const TuningMode* pBranch, unsigned int count, const char* pModuleSpec,
+                  const char* pName, const char* pValue);
+    bool GetInfo(const TuningMode* pBranch, unsigned int count, const char* pModuleSpec,
+                 PList<ParameterParserInfo>& info);
+
+    // Live replacement. Modules that lose their place stay readable for the clients holding
+    // them: until the next reload, or for good when they came from an update.
+    bool UpdateBinaryParameters(unsigned char* pBuffer, unsigned long length);
+    bool ReloadBinaryParameters(bool inBuffer);
+    bool UpdateParameters(ParameterSetManager* pSource);
+    bool UpdateParameters(ModeEntry* pTarget, ModeEntry* pSource, ParameterSetManager* pSourceSet);
+
+    // Set managers live in the parser's accounted memory, whoever creates or deletes them.
+    static void* operator new(size_t size);
+    static void* operator new(size_t size, const std::nothrow_t&) noexcept;
+    static void operator delete(void* pMemory) noexcept;
+    static void operator delete(void* pMemory, const std::nothrow_t&) noexcept;
 
     // Mode paths in their three text forms, and the tree behind them.
     bool GetModeBranchFromPath(const char* pPath, PList<TuningMode>& branch);
@@ -165,6 +208,29 @@ protected:
     ModeEntry** m_modes = nullptr;
     uint32_t m_modeCount = 0;
     PList<ModeEntry*> m_activeModes;
+
+    // A new, empty set manager of this very class with its prototypes registered, which
+    // UpdateBinaryParameters loads the new binary into; null when memory ran out. A class
+    // that keeps this one takes no updates.
+    virtual ParameterSetManager* CreateUpdateSet() { return nullptr; }
+    // What every SaveAndClearModules does: each instance of each DefaultModule moves to
+    // m_replacedModules and the instance lists are emptied; the prototypes stay.
+    void SaveAndClearDefaultModules();
+    // Frees the modules replaced by the last reload or by updates, then the symbol tables
+    // and mode trees they came from.
+    void FreeReplacedParameters();
+    // Frees everything a load made: the tree, the mode table, the binary tag, the symbol
+    // table and the file it reads from.
+    void FreeBinaryParameters();
+
+    bool LoadModules(ModeEntry* pMode, bool load, const char* pName, const TuningMode* pBranch,
+                     unsigned int count, int& fileReferences);
+    bool LoadModeInternal(const TuningMode* pBranch, unsigned int count, bool& reload,
+                          const char* pName);
+
+    std::list<ParameterModule*> m_replacedModules;
+    PList<ParameterFileSymbolTable*> m_retiredSymbolTables{1};
+    std::list<ParameterSetManager*> m_updateSets;
     // Sorted by ID, one entry per ID; both guarded by m_valueLock alone.
     PList<ParameterCTValue> m_controlValues;
     PList<ParameterCTValue> m_triggerValues;
@@ -205,13 +271,47 @@ private:
     void ReplaceValues(PList<ParameterCTValue>& table, const PList<ParameterCTValue>& values);
     void ReplaceValues(PList<ParameterCTValue>& table, const char* pText);
 
-    // Frees everything a load made: the tree, the mode table, the binary tag, the symbol
-    // table and the file it reads from.
-    void FreeBinaryParameters();
-
     // The file an on-demand binary is read from, kept as long as its symbol table.
     ParameterBinaryFile* m_pBinaryFile = nullptr;
     // Nodes that no parent holds (their parent came later in the file, or there was a root
     // already); each is freed with whatever hangs below it.
     PList<ModeEntry*> m_detachedModes;
+
+    // A mode tree a reload took out of use: a subtree root and, for the tree's root, its
+    // mode table. Replaced modules still name their owning modes in it, and its links name
+    // slots of the table, so it is freed with them.
+    struct RetiredModeTree {
+        ModeEntry* root;
+        ModeEntry** modes;
+    };
+    PList<RetiredModeTree> m_retiredModeTrees{1};
+    // Moves the symbol table and the mode tree of the current load to the retained lists.
+    void RetireBinary();
+
+    // GetModule once a tree is there: the instance chosen and referenced, or null.
+    ParameterModule* SelectModule(const char* pName, const TuningMode* pBranch,
+                                  unsigned int count);
+    void AddOwnerReference(ParameterModule* pModule);
+    void LogModuleLoading(ModeEntry* pMode, ModeEntry* pTarget, bool load, const char* pName,
+                          const TuningMode* pBranch, unsigned int count);
+    bool LoadModeModules(ModeEntry* pTarget, bool tracking, PList<ModeEntry*>& touched);
+    void UnloadModeModules(ModeEntry* pTarget);
+    void TouchActiveModes(const PList<ModeEntry*>& touched);
+    void EvictModes(bool tracking, const char* pName, const TuningMode* pBranch,
+                    unsigned int count, int& fileReferences);
+    // Reloads a file that changed on disk; false when other readers of the data keep this
+    // thread from taking them over.
+    bool ReloadChangedFile();
+    // The module of GetValue, SetValue and GetInfo: the part of `pModuleSpec` before its
+    // first dot names it; `pRest` receives what stands behind that dot.
+    ParameterModule* FindSpecModule(const TuningMode* pBranch, unsigned int count,
+                                    const char* pModuleSpec, char* pRest, unsigned int restSize);
+    bool WriteFieldValues(ParameterModule* pModule, const char* pRest, char* pValue,
+                          unsigned int size);
+    // Taking the modules of an update set over. The running set owns each module once:
+    // through a DefaultModule's instance list, or through m_replacedModules.
+    void TakeOverModule(ModeEntry* pTarget, ParameterModule* pModule,
+                        ParameterSetManager* pSourceSet);
+    void RetainModule(ParameterModule* pModule);
+    void AdoptModule(ParameterModule* pModule);
 };

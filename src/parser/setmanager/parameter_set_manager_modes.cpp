@@ -258,6 +258,10 @@ ModeEntry* ParameterSetManager::GetModeEntry(const char* pModePath) {
 
 ModeEntry* ParameterSetManager::GetModeEntry(const TuningMode* pBranch, unsigned int count) {
     ParameterMutexLock lock(&m_dataLock, true);
+    if (m_rootMode != nullptr && IsFileMode()) {
+        // The live tuning service asks for a mode to work on it: its modules come in.
+        LoadMode(pBranch, count, "Dialin->GetModeEntry");
+    }
     ModeEntry* pMode = m_rootMode;
     if (pMode == nullptr || pBranch == nullptr) {
         return pMode;

@@ -62,8 +62,9 @@ TEST(SetManagerLoad, EveryVersionFromMemoryFromFileAndOnDemand) {
             EXPECT_EQ(manager.IsFileMode(), source == OnDemand);
             EXPECT_STREQ(manager.GetLoggingIdentifier(),
                          (version >= Version{1, 0, 2}) ? "sample" : nullptr);
-            ModeEntry* pBlend = manager.GetModeEntry("0.0|2.0|4.4");
-            ASSERT_EQ(pBlend, manager.GetModeEntry(2u));
+            // By id: a lookup by path would load the path's modes on demand.
+            ModeEntry* pBlend = manager.GetModeEntry(2u);
+            ASSERT_NE(pBlend, nullptr);
             TestModule* pRootAbc = ModuleOf(manager.GetRootMode(), "abc");
             TestModule* pBlendAbc = ModuleOf(pBlend, "abc");
             TestModule* pPreviewDef = ModuleOf(manager.GetModeEntry(1u), "lumatrope_def");
@@ -85,6 +86,7 @@ TEST(SetManagerLoad, EveryVersionFromMemoryFromFileAndOnDemand) {
             }
             EXPECT_EQ(pBlendAbc->Value, 22u);
             EXPECT_EQ(pPreviewDef->Value, 33u);
+            EXPECT_EQ(manager.GetModeEntry("0.0|2.0|4.4"), pBlend);
         }
     }
 }

@@ -1,11 +1,15 @@
 #include "set_manager_test_support.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "../parser_messages.h"
 #include "parser/file/parameter_file_symbol_table.h"
 #include "parser/foundation/parser_object.h"
 #include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_parser_info.h"
 
 namespace setmanager_test {
 
@@ -36,6 +40,57 @@ bool TestModule::LoadModule(ParameterFileSymbolTable* pSymbolTable) {
     return result;
 }
 
+uint32_t* TestModule::Field(const char* pPath) {
+    unsigned int index = 0;
+    if (pPath == nullptr) {
+        return nullptr;
+    }
+    if (std::strcmp(pPath, "value") == 0) {
+        return &Value;
+    }
+    int consumed = 0;
+    if (std::sscanf(pPath, "gains[%u]%n", &index, &consumed) == 1 && pPath[consumed] == '\0' &&
+        index < 2) {
+        return &Gains[index];
+    }
+    return nullptr;
+}
+
+bool TestModule::GetValue(const char* pPath, char* pValue, unsigned int size) {
+    uint32_t* pField = Field(pPath);
+    if (pField == nullptr) {
+        return false;
+    }
+    std::snprintf(pValue, size, "%u", *pField);
+    return true;
+}
+
+bool TestModule::SetValue(const char* pPath, const char* pValue) {
+    uint32_t* pField = Field(pPath);
+    if (pField == nullptr) {
+        return false;
+    }
+    *pField = static_cast<uint32_t>(std::strtoul(pValue, nullptr, 10));
+    ++Modified;
+    return true;
+}
+
+bool TestModule::GetInfo(const char* pPath, PList<ParameterParserInfo>& info) {
+    if (pPath == nullptr) {
+        info.Insert(info.Count(), ParameterParserInfo("value", ParameterParserInfo::kUInt32,
+                                                      static_cast<double>(Value), 0));
+        info.Insert(info.Count(),
+                    ParameterParserInfo("gains", ParameterParserInfo::kUInt32, true, false, 2));
+        return true;
+    }
+    if (std::strcmp(pPath, "value") == 0) {
+        info.Insert(info.Count(), ParameterParserInfo(nullptr, ParameterParserInfo::kUInt32,
+                                                      static_cast<double>(Value), 0));
+        return true;
+    }
+    return false;
+}
+
 TestSetManager::~TestSetManager() {
     for (auto& entry : m_defaultModules) {
         ParserDelete(entry.second);
@@ -44,8 +99,19 @@ TestSetManager::~TestSetManager() {
 }
 
 void TestSetManager::Register(const char* pName, const VersionUnion& version) {
+    m_registered.emplace_back(pName, version);
     auto* pPrototype = new TestModule(pName, version, nullptr);
     m_defaultModules[pPrototype->Type] = ParserNew<DefaultModule>(pPrototype);
+}
+
+ParameterSetManager* TestSetManager::CreateUpdateSet() {
+    auto* pUpdate = new (std::nothrow) TestSetManager;
+    if (pUpdate != nullptr) {
+        for (const auto& registered : m_registered) {
+            pUpdate->Register(registered.first.c_str(), registered.second);
+        }
+    }
+    return pUpdate;
 }
 
 DefaultModule* TestSetManager::GetDefaultModule(char* pType) {
@@ -62,6 +128,26 @@ binwriter::ModeRecord Record(uint16_t mode, uint16_t subMode, std::optional<uint
     record.link = link;
     record.pinned = pinned;
     return record;
+}
+
+std::vector<TuningMode> Branch(const std::string& path) {
+    std::vector<TuningMode> steps;
+    for (size_t start = 0; start < path.size();) {
+        size_t end = path.find('|', start);
+        end = end == std::string::npos ? path.size() : end;
+        unsigned int mode = 0;
+        unsigned int subMode = 0;
+        std::sscanf(path.substr(start, end - start).c_str(), "%u.%u", &mode, &subMode);
+        steps.push_back(TuningMode{mode, static_cast<uint16_t>(subMode), 0});
+        start = end + 1;
+    }
+    return steps;
+}
+
+TestModule* Get(ParameterSetManager& manager, const char* pName, const std::string& path) {
+    std::vector<TuningMode> steps = Branch(path);
+    return static_cast<TestModule*>(manager.GetModule(
+        pName, steps.data(), static_cast<unsigned int>(steps.size()), nullptr));
 }
 
 TestModule* ModuleOf(ModeEntry* pMode, const std::string& name) {

@@ -26,9 +26,18 @@ public:
     ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;
     bool LoadModule(ParameterFileSymbolTable* pSymbolTable) override;
     void UnloadModule() override { Loaded = false; }
+    // Fields "value" (read from the binary) and "gains[0]", "gains[1]" (in memory only).
+    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;
+    bool SetValue(const char* pPath, const char* pValue) override;
+    bool GetInfo(const char* pPath, PList<ParameterParserInfo>& info) override;
 
     uint32_t ModuleID = 0;
     uint32_t Value = 0;
+    uint32_t Gains[2] = {};
+
+private:
+    // The field `pPath` names; null when none.
+    uint32_t* Field(const char* pPath);
 };
 
 class TestSetManager : public ParameterSetManager {
@@ -39,13 +48,7 @@ public:
     void Register(const char* pName, const VersionUnion& version);
 
     DefaultModule* GetDefaultModule(char* pType) override;
-    void SaveAndClearModules() override {}
-    // The text interface of the live tuning service is not under test here.
-    bool GetValue(const char*, const char*, const char*, char*, unsigned int) override {
-        return false;
-    }
-    bool SetValue(const char*, const char*, const char*, const char*) override { return false; }
-    bool GetInfo(const char*, const char*, PList<ParameterParserInfo>&) override { return false; }
+    void SaveAndClearModules() override { SaveAndClearDefaultModules(); }
 
     void SetOnDemand(bool onDemand) { m_onDemand = onDemand; }
     void SetIgnoreMissingModules(bool ignore) { m_ignoreMissingModules = ignore; }
@@ -57,12 +60,28 @@ public:
     uint32_t SectionCount() const { return m_sectionCount; }
     uint64_t Flags() const { return m_binaryFlags; }
     PList<ModeEntry*>& ActiveModes() { return m_activeModes; }
+    void SetMaxActiveModes(uint32_t count) { m_maxActiveModes = count; }
+    uint32_t ValueSetCount() const { return m_valueSetCount; }
+    size_t ReplacedCount() const { return m_replacedModules.size(); }
+    size_t UpdateSetCount() const { return m_updateSets.size(); }
+
+protected:
+    ParameterSetManager* CreateUpdateSet() override;
+
+private:
+    std::vector<std::pair<std::string, VersionUnion>> m_registered;
 };
 
 // A mode record: Mode, SubMode, parent id (none: no parent), link id (none: no link), pin.
 binwriter::ModeRecord Record(uint16_t mode, uint16_t subMode,
                              std::optional<uint32_t> parent = std::nullopt,
                              std::optional<uint32_t> link = std::nullopt, bool pinned = false);
+
+// The steps of a numeric mode path such as "0.0|2.1".
+std::vector<TuningMode> Branch(const std::string& path);
+
+// GetModule along a numeric path without a previous module, as a TestModule.
+TestModule* Get(ParameterSetManager& manager, const char* pName, const std::string& path);
 
 // The module of `name` that `mode` holds, as a TestModule; null when it holds none.
 TestModule* ModuleOf(ModeEntry* pMode, const std::string& name);

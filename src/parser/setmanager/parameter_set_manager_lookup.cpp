@@ -1,0 +1,218 @@
+// Handing out modules: the instance a branch selects, the references held on owning modes,
+// and loading or unloading the modes of a branch on request.
+#include <string>
+
+#include "parser/file/parameter_file_symbol_table.h"
+#include "parser/foundation/parameter_logging.h"
+#include "parser/foundation/parameter_mutex_lock.h"
+#include "parser/setmanager/branch_walk.h"
+#include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_module.h"
+#include "parser/setmanager/parameter_set_manager.h"
+
+namespace {
+
+constexpr unsigned int kBranchPathSize = 256;
+constexpr unsigned int kModePathSize = 128;
+
+bool StartsAtDefault(const TuningMode* pBranch) {
+    return pBranch[0].Mode == 0 && pBranch[0].SubMode == 0;
+}
+
+}  // namespace
+
+#define LOG_ERROR(...) \
+    ParameterLogging::Write(this, ParameterLogging::Error, __FILE__, __LINE__, __VA_ARGS__)
+#define LOG_WARNING(...) \
+    ParameterLogging::Write(this, ParameterLogging::Warning, __FILE__, __LINE__, __VA_ARGS__)
+
+ParameterModule* ParameterSetManager::GetModule(const char* pName, const TuningMode* pBranch,
+                                                unsigned int count, ParameterModule* pPrevious) {
+    ParameterMutexLock dataLock(&m_dataLock, true);
+    ParameterModule* pChoice = nullptr;
+    if (pName == nullptr) {
+        SetError("GetModule called with nullptr module name");
+    } else if (m_rootMode == nullptr) {
+        LOG_ERROR("GetModule %s called with no binary loaded", pName);
+    } else {
+        pChoice = SelectModule(pName, pBranch, count);
+    }
+    // Released only now, so that a caller swapping a module for itself never drops its
+    // mode's count to zero on the way.
+    if (pPrevious != nullptr) {
+        pPrevious->Release();
+    }
+    return pChoice;
+}
+
+ParameterModule* ParameterSetManager::SelectModule(const char* pName, const TuningMode* pBranch,
+                                                   unsigned int count) {
+    char branchPath[kBranchPathSize] = "";
+    GetPathFromModeBranch(pBranch, count, branchPath, sizeof(branchPath));
+    if (pBranch == nullptr && count != 0) {
+        LOG_ERROR("GetModule(%s) called with modeBranch == null and modeCount = %d, will return "
+                  "default mode module data",
+                  pName, static_cast<int>(count));
+    } else if (pBranch != nullptr && count != 0 && !StartsAtDefault(pBranch)) {
+        LOG_ERROR("GetModule(%s) called with first mode != Default, might not return module data "
+                  "from the desired mode path: %s",
+                  pName, branchPath);
+    }
+    if (m_defaultModules.empty()) {
+        LOG_ERROR("GetModule(%s) Uninitialized Set Manager. this: %lx, SymbolTable: %lx, Modes: "
+                  "%lx, ModeCount: %d, RootMode: %lx",
+                  pName, reinterpret_cast<unsigned long>(this),
+                  reinterpret_cast<unsigned long>(m_symbolTable),
+                  reinterpret_cast<unsigned long>(m_modes), static_cast<int>(m_modeCount),
+                  reinterpret_cast<unsigned long>(m_rootMode));
+    }
+    const bool fileMode = IsFileMode();
+    if (fileMode) {
+        LoadMode(pBranch, count, pName);
+    }
+    // From the choice to its reference nothing may unload the chosen mode.
+    ParameterMutexLock loadLock(&m_loadLock, false);
+    // A reload inside LoadMode may have failed and left no tree.
+    if (m_rootMode == nullptr) {
+        LOG_ERROR("GetModule %s called with no binary loaded", pName);
+        return nullptr;
+    }
+    const std::string name(pName);
+    ParameterModule* pChoice = m_rootMode->FindModule(name);
+    if (pChoice != nullptr) {
+        if (!pChoice->Loaded) {
+            pChoice->LoadModule(m_symbolTable);
+        }
+    } else {
+        char rootPath[kModePathSize] = "";
+        m_rootMode->GetModePath(rootPath, sizeof(rootPath));
+        LOG_WARNING("GetModule %s module not found in default scenario (%s), mode path: %s",
+                    pName, rootPath, branchPath);
+        if (pBranch == nullptr || count < 2) {
+            return nullptr;
+        }
+    }
+    // The deepest mode along the branch that holds the module gives it.
+    BranchWalk walk(m_rootMode, count >= 2 ? pBranch : nullptr, count);
+    while (ModeEntry* pMode = walk.Next()) {
+        ParameterModule* pModule = pMode->FindModule(name);
+        if (pModule == nullptr) {
+            continue;
+        }
+        if (!pModule->Loaded && !pModule->LoadModule(m_symbolTable)) {
+            LOG_ERROR("Failed to load module %s, path: %s, skipping", pName,
+                      pModule->Data != nullptr ? pModule->Data->ModulePath : "");
+            continue;
+        }
+        pChoice = pModule;
+    }
+    if (pChoice != nullptr && fileMode) {
+        AddOwnerReference(pChoice);
+    }
+    if (pChoice == nullptr || !pChoice->Loaded) {
+        LOG_ERROR("GetModule %s failed to find a loaded module in %s, returning null", pName,
+                  branchPath);
+        return nullptr;
+    }
+    return pChoice;
+}
+
+void ParameterSetManager::AddOwnerReference(ParameterModule* pModule) {
+    if (pModule->Data == nullptr) {
+        LOG_ERROR("Attempt to add reference to module with a nullptr Data object.  Mode: %d, "
+                  "SubMode: %d, Module %s",
+                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
+    } else if (pModule->Data->Mode == nullptr) {
+        LOG_ERROR("Attempt to add reference to module with a nullptr Data->Mode object.  Mode: "
+                  "%d, SubMode: %d, Module %s",
+                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
+    } else {
+        // The owning mode counts, which is not always the mode the branch found.
+        pModule->Data->Mode->AddReference(pModule);
+    }
+}
+
+void ParameterSetManager::ReleaseModule(const ParameterModule* pModule) {
+    if (pModule == nullptr) {
+        return;
+    }
+    // Exclusive: releases of other threads change the same counts.
+    ParameterMutexLock lock(&m_loadLock, false);
+    if (pModule->Data == nullptr) {
+        LOG_ERROR("Attempt to release module with a nullptr Data object.  Mode: %d, SubMode: %d, "
+                  "Module %s",
+                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
+    } else if (pModule->Data->Mode == nullptr) {
+        LOG_ERROR("Attempt to release module with a nullptr Data->Mode object.  Mode: %d, "
+                  "SubMode: %d, Module %s",
+                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
+    } else {
+        pModule->Data->Mode->ReleaseReference(const_cast<ParameterModule*>(pModule));
+    }
+}
+
+bool ParameterSetManager::LoadMode(const TuningMode* pBranch, unsigned int count,
+                                   const char* pName) {
+    ParameterMutexLock lock(&m_loadLock, false);
+    if (m_symbolTable == nullptr) {
+        SetError("LoadMode called with no binary file loaded");
+        return false;
+    }
+    if (!IsFileMode()) {
+        SetError("LoadMode is not valid in buffer mode");
+        return false;
+    }
+    bool reload = false;
+    bool result = LoadModeInternal(pBranch, count, reload, pName);
+    // A file changed on disk costs one reload and one more try; failing again, it is
+    // reloaded once more for the next caller.
+    if (reload && ReloadChangedFile()) {
+        result = LoadModeInternal(pBranch, count, reload, pName);
+        if (reload) {
+            ReloadChangedFile();
+        }
+    }
+    return result;
+}
+
+bool ParameterSetManager::ReloadChangedFile() {
+    // This thread holds the load lock and, as a rule, the data lock shared. Other readers of
+    // the data may be waiting for the load lock, so waiting for them to leave could wait for
+    // ever: the reload happens only when no other thread reads.
+    if (!m_dataLock.TryLock(false)) {
+        LOG_ERROR("LoadMode: binary file %s changed on disk, reload deferred while other threads "
+                  "read parameters",
+                  m_fileName);
+        return false;
+    }
+    ReloadBinaryParameters(false);
+    m_dataLock.Unlock(false);
+    return true;
+}
+
+bool ParameterSetManager::UnloadMode(const TuningMode* pBranch, unsigned int count) {
+    ParameterMutexLock dataLock(&m_dataLock, true);
+    if (!IsFileMode()) {
+        SetError("UnloadMode is not valid in buffer mode");
+        return m_rootMode != nullptr;
+    }
+    if (m_rootMode == nullptr) {
+        SetError("UnloadMode root mode is nullptr");
+        return false;
+    }
+    ModeEntry* pMode = m_rootMode;
+    if (count >= 2) {
+        BranchWalk walk(m_rootMode, pBranch, count);
+        while (walk.Next() != nullptr) {
+        }
+        if (walk.Failed()) {
+            return false;
+        }
+        pMode = walk.Current();
+    }
+    // Only the deepest mode goes; its ancestors stay.
+    int fileReferences = 0;
+    LoadModules(pMode, false, nullptr, pBranch, count, fileReferences);
+    return true;
+}

@@ -1,0 +1,242 @@
+// Live replacement: taking a new binary into a running set manager, and reading a changed
+// file again, while clients keep the modules they hold.
+#include <algorithm>
+#include <cstring>
+
+#include "parser/file/parameter_binary_file.h"
+#include "parser/file/parameter_file_symbol_table.h"
+#include "parser/foundation/parameter_logging.h"
+#include "parser/foundation/parameter_mutex_lock.h"
+#include "parser/foundation/parser_object.h"
+#include "parser/setmanager/default_module.h"
+#include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/parameter_module.h"
+#include "parser/setmanager/parameter_set_manager.h"
+#include "zyra/memory.h"
+#include "zyra/os_utils.h"
+
+namespace {
+
+bool Holds(const DefaultModule* pDefault, const ParameterModule* pModule) {
+    for (ModuleLink* pLink = pDefault->InstanceHead; pLink != nullptr; pLink = pLink->Next) {
+        if (pLink->Module == pModule) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+#define LOG_DEBUG(...) \
+    ParameterLogging::Write(this, ParameterLogging::Debug, __FILE__, __LINE__, __VA_ARGS__)
+
+bool ParameterSetManager::UpdateBinaryParameters(unsigned char* pBuffer, unsigned long length) {
+    ParameterMutexLock dataLock(&m_dataLock, false);
+    // Releases of clients take only the load lock.
+    ParameterMutexLock loadLock(&m_loadLock, false);
+    if (!m_valid) {
+        SetError("UpdateBinaryParameters failed, original parameter load is invalid");
+        return false;
+    }
+    // Everything goes into memory first: the file cannot be read on demand once its modules
+    // were replaced.
+    if (IsFileMode() && !ReloadBinaryParameters(true)) {
+        SetError("UpdateBinaryParameters failed to reload parameters in buffer mode");
+        return false;
+    }
+    ParameterSetManager* pUpdate = CreateUpdateSet();
+    if (pUpdate != nullptr && pUpdate->LoadBinaryParameters(pBuffer, length)) {
+        UpdateParameters(pUpdate);
+    } else {
+        SetError("UpdateBinaryParameters failed to load parameters");
+    }
+    // Kept to the end: modules taken over have their identity in it.
+    if (pUpdate != nullptr) {
+        m_updateSets.push_back(pUpdate);
+    }
+    return true;
+}
+
+bool ParameterSetManager::ReloadBinaryParameters(bool inBuffer) {
+    ParameterMutexLock dataLock(&m_dataLock, false);
+    // Releases of clients take only the load lock, and the retired tree is where they go.
+    ParameterMutexLock loadLock(&m_loadLock, false);
+    if (m_fileName[0] == '\0') {
+        SetError("ReloadBinaryParameters called with empty file name");
+        return false;
+    }
+    LOG_DEBUG("Reloading binary file %s%s", m_fileName, inBuffer ? " in buffer mode" : "");
+    // What the reload before this one replaced goes now: old modules live one generation.
+    FreeReplacedParameters();
+    SaveAndClearModules();
+    RetireBinary();
+    FreeBinaryParameters();
+
+    char fileName[kFileNameSize];
+    Zyra::OsUtils::StrLCpy(fileName, m_fileName, sizeof(fileName));
+    if (!inBuffer) {
+        m_fileName[0] = '\0';
+        return LoadBinaryParameters(fileName);
+    }
+    auto* pFile = ParserNew<ParameterBinaryFile>(fileName, this, true);
+    bool result = false;
+    if (pFile == nullptr || !pFile->IsOpened()) {
+        SetError("ReloadBinaryParameters: Failed to open file");
+    } else if (!pFile->IsCrcValid()) {
+        SetError("ReloadBinaryParameters: File CRC check failed");
+    } else {
+        // Without a file name this object is in buffer mode from now on.
+        m_fileName[0] = '\0';
+        unsigned char* pBuffer = pFile->Read(0, pFile->FileSize());
+        if (pBuffer == nullptr) {
+            SetError("ReloadBinaryParameters: Failed to allocate space to read data from file");
+        } else {
+            result = LoadBinaryParameters(pBuffer, pFile->FileSize());
+            ZyraFree(pBuffer);
+        }
+    }
+    ParserDelete(pFile);
+    return result;
+}
+
+void ParameterSetManager::RetireBinary() {
+    // Where the lists cannot grow, the old load is leaked rather than freed under clients.
+    if (m_symbolTable != nullptr) {
+        m_retiredSymbolTables.Insert(m_retiredSymbolTables.Count(), m_symbolTable);
+        m_symbolTable = nullptr;
+    }
+    if (m_rootMode != nullptr) {
+        m_retiredModeTrees.Insert(m_retiredModeTrees.Count(), RetiredModeTree{m_rootMode, m_modes});
+        m_rootMode = nullptr;
+        m_modes = nullptr;
+    }
+    for (uint32_t i = 0; i < m_detachedModes.Count(); ++i) {
+        m_retiredModeTrees.Insert(m_retiredModeTrees.Count(),
+                                  RetiredModeTree{m_detachedModes[i], nullptr});
+    }
+    while (m_detachedModes.Remove(0)) {
+    }
+}
+
+void ParameterSetManager::SaveAndClearDefaultModules() {
+    for (auto& entry : m_defaultModules) {
+        DefaultModule* pDefault = entry.second;
+        if (pDefault == nullptr) {
+            continue;
+        }
+        ModuleLink* pLink = pDefault->InstanceHead;
+        while (pLink != nullptr) {
+            ModuleLink* pNext = pLink->Next;
+            if (pLink->Module != nullptr) {
+                m_replacedModules.push_back(pLink->Module);
+            }
+            pLink->Module = nullptr;
+            pLink->Next = nullptr;
+            ParserDelete(pLink);
+            pLink = pNext;
+        }
+        pDefault->InstanceHead = nullptr;
+        pDefault->InstanceTail = nullptr;
+    }
+}
+
+void ParameterSetManager::FreeReplacedParameters() {
+    LOG_DEBUG("FreeReplacedParameters called");
+    // Modules first: a module's destructor may look at its identity in a table.
+    while (!m_replacedModules.empty()) {
+        delete m_replacedModules.front();
+        m_replacedModules.pop_front();
+    }
+    for (uint32_t i = 0; i < m_retiredSymbolTables.Count(); ++i) {
+        ParserDelete(m_retiredSymbolTables[i]);
+    }
+    while (m_retiredSymbolTables.Remove(0)) {
+    }
+    for (uint32_t i = 0; i < m_retiredModeTrees.Count(); ++i) {
+        ParserDelete(m_retiredModeTrees[i].root);
+        ZyraFree(m_retiredModeTrees[i].modes);
+    }
+    while (m_retiredModeTrees.Remove(0)) {
+    }
+}
+
+bool ParameterSetManager::UpdateParameters(ParameterSetManager* pSource) {
+    ParameterMutexLock dataLock(&m_dataLock, false);
+    ParameterMutexLock loadLock(&m_loadLock, false);
+    if (pSource == nullptr || !m_valid || pSource->GetRootMode() == nullptr) {
+        return false;
+    }
+    return UpdateParameters(m_rootMode, pSource->GetRootMode(), pSource);
+}
+
+bool ParameterSetManager::UpdateParameters(ModeEntry* pTarget, ModeEntry* pSource,
+                                           ParameterSetManager* pSourceSet) {
+    if (pTarget == nullptr || pSource == nullptr) {
+        return false;
+    }
+    ParameterMutexLock dataLock(&m_dataLock, false);
+    ParameterMutexLock loadLock(&m_loadLock, false);
+    // The source's following siblings go into this same target; a linked target keeps
+    // borrowing, and the modules stay with the source.
+    for (ModeEntry* pMode = pSource; pMode != nullptr && pTarget->Link == nullptr;
+         pMode = pMode->NextSibling) {
+        while (!pMode->Modules.empty()) {
+            auto first = pMode->Modules.begin();
+            ParameterModule* pModule = first->second.Module;
+            pMode->Modules.erase(first);
+            TakeOverModule(pTarget, pModule, pSourceSet);
+        }
+    }
+    bool result = true;
+    for (ModeEntry* pChild = pSource->FirstChild; pChild != nullptr && result;
+         pChild = pChild->NextSibling) {
+        const TuningMode step{pChild->Mode.mode, pChild->Mode.subMode, 0};
+        result = UpdateParameters(pTarget->FindMode(&step), pChild, pSourceSet);
+    }
+    return result;
+}
+
+void ParameterSetManager::TakeOverModule(ModeEntry* pTarget, ParameterModule* pModule,
+                                         ParameterSetManager* pSourceSet) {
+    DefaultModule* pSourceDefault =
+        pSourceSet != nullptr ? pSourceSet->GetDefaultModule(pModule->Type) : nullptr;
+    if (pSourceDefault != nullptr) {
+        pSourceDefault->RemoveModule(pModule);
+    }
+    ParameterModule* pOld = pTarget->ReplaceModule(pModule);
+    if (pOld == nullptr) {
+        // A module the running mode never had is not entered: nothing would own it there.
+        pTarget->Modules.erase(pModule->Name);
+        RetainModule(pModule);
+        return;
+    }
+    if (pOld == pModule) {
+        // A module shared by several source modes came to this target before.
+        return;
+    }
+    DefaultModule* pDefault = GetDefaultModule(pOld->Type);
+    if (pDefault != nullptr) {
+        pDefault->RemoveModule(pOld);
+    }
+    RetainModule(pOld);
+    AdoptModule(pModule);
+}
+
+void ParameterSetManager::RetainModule(ParameterModule* pModule) {
+    DefaultModule* pDefault = GetDefaultModule(pModule->Type);
+    if ((pDefault != nullptr && Holds(pDefault, pModule)) ||
+        std::find(m_replacedModules.begin(), m_replacedModules.end(), pModule) !=
+            m_replacedModules.end()) {
+        return;
+    }
+    m_replacedModules.push_back(pModule);
+}
+
+void ParameterSetManager::AdoptModule(ParameterModule* pModule) {
+    m_replacedModules.remove(pModule);
+    DefaultModule* pDefault = GetDefaultModule(pModule->Type);
+    if (pDefault == nullptr || (!Holds(pDefault, pModule) && !pDefault->AddModule(pModule))) {
+        RetainModule(pModule);
+    }
+}
