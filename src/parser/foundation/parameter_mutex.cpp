@@ -48,12 +48,16 @@ bool ParameterMutex::TryLock(bool isRead) {
 
 void ParameterMutex::Unlock(bool isRead) {
     bool unbalanced = false;
+    // Waiters can go on only when a thread has left a side entirely; a nested unlock wakes
+    // nobody.
+    bool released = false;
     {
         std::lock_guard<std::mutex> guard(m_mutex);
         if (isRead) {
             auto entry = m_readCounts.find(std::this_thread::get_id());
             if (entry != m_readCounts.end() && --entry->second == 0) {
                 m_readCounts.erase(entry);
+                released = true;
             }
         } else {
             unbalanced = m_writeCount == 0;
@@ -62,10 +66,13 @@ void ParameterMutex::Unlock(bool isRead) {
             }
             if (m_writeCount == 0) {
                 m_writer = std::thread::id();
+                released = true;
             }
         }
     }
-    m_changed.notify_all();
+    if (released) {
+        m_changed.notify_all();
+    }
     if (unbalanced) {
         ParameterLogging::Write(nullptr, ParameterLogging::Error, __FILE__, __LINE__,
                                 "ParameterMutex::Unlock called when lock count is zero\n");
