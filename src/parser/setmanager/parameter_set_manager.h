@@ -11,6 +11,7 @@
 #include <new>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "parser/foundation/mode_union.h"
 #include "parser/foundation/parameter_logging_api.h"
@@ -294,9 +295,10 @@ private:
     void AddOwnerReference(ParameterModule* pModule);
     void LogModuleLoading(ModeEntry* pMode, ModeEntry* pTarget, bool load, const char* pName,
                           const TuningMode* pBranch, unsigned int count);
-    bool LoadModeModules(ModeEntry* pTarget, bool tracking, PList<ModeEntry*>& touched);
+    bool LoadModeModules(ModeEntry* pTarget, bool tracking, std::vector<ModeEntry*>& touched);
     void UnloadModeModules(ModeEntry* pTarget);
-    void TouchActiveModes(const PList<ModeEntry*>& touched);
+    // Puts a tracked mode in front of m_activeModes, as the most recently used.
+    void TouchActiveMode(ModeEntry* pMode);
     void EvictModes(bool tracking, const char* pName, const TuningMode* pBranch,
                     unsigned int count, int& fileReferences);
     // Reloads a file that changed on disk; false when other readers of the data keep this

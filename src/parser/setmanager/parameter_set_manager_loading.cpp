@@ -1,6 +1,7 @@
 // Bringing the modules of a mode into memory and taking them out again, and the list of
 // recently used modes that decides which mode is unloaded when too many are in memory.
 #include <algorithm>
+#include <vector>
 
 #include "parser/file/parameter_file_symbol_table.h"
 #include "parser/foundation/parameter_logging.h"
@@ -59,21 +60,29 @@ bool ParameterSetManager::LoadModules(ModeEntry* pMode, bool load, const char* p
         UnloadModeModules(pTarget);
         return true;
     }
-    if (fileMode && !pTarget->Loaded && m_symbolTable != nullptr) {
-        // The file stays open through the whole walk of the branch.
-        ++fileReferences;
-        m_symbolTable->FileReference(1);
-    }
-    PList<ModeEntry*> touched;
-    if (pTarget->Mode.mode >= kFirstTrackedMode && pTarget->HasLocalModules()) {
-        touched.Insert(0, pTarget);
-    }
+    const bool tracked = pTarget->Mode.mode >= kFirstTrackedMode && pTarget->HasLocalModules();
     bool result = true;
-    if (!pTarget->Loaded) {
+    if (pTarget->Loaded) {
+        if (tracked) {
+            TouchActiveMode(pTarget);
+        }
+    } else {
+        if (fileMode && m_symbolTable != nullptr) {
+            // The file stays open through the whole walk of the branch.
+            ++fileReferences;
+            m_symbolTable->FileReference(1);
+        }
+        std::vector<ModeEntry*> touched;
+        if (tracked) {
+            touched.push_back(pTarget);
+        }
         LogModuleLoading(pMode, pTarget, true, pName, pBranch, count);
         result = LoadModeModules(pTarget, tracking, touched);
+        // Each goes to the front, so the last one touched is the most recently used.
+        for (ModeEntry* pTouched : touched) {
+            TouchActiveMode(pTouched);
+        }
     }
-    TouchActiveModes(touched);
     EvictModes(tracking, pName, pBranch, count, fileReferences);
     return result;
 }
@@ -105,13 +114,14 @@ void ParameterSetManager::LogModuleLoading(ModeEntry* pMode, ModeEntry* pTarget,
 }
 
 bool ParameterSetManager::LoadModeModules(ModeEntry* pTarget, bool tracking,
-                                          PList<ModeEntry*>& touched) {
+                                          std::vector<ModeEntry*>& touched) {
     for (auto& entry : pTarget->Modules) {
         ParameterModule* pModule = entry.second.Module;
         // A shared module counts for the mode that owns it, which is used as well.
         if (pModule->LoadModule(m_symbolTable) && tracking && pModule->Data != nullptr &&
-            pModule->Data->Mode != nullptr && IndexOf(touched, pModule->Data->Mode) == touched.Count()) {
-            touched.Insert(touched.Count(), pModule->Data->Mode);
+            pModule->Data->Mode != nullptr &&
+            std::find(touched.begin(), touched.end(), pModule->Data->Mode) == touched.end()) {
+            touched.push_back(pModule->Data->Mode);
         }
         if (!pModule->Loaded) {
             pTarget->Loaded = false;
@@ -148,22 +158,18 @@ void ParameterSetManager::UnloadModeModules(ModeEntry* pTarget) {
     }
 }
 
-void ParameterSetManager::TouchActiveModes(const PList<ModeEntry*>& touched) {
-    // Each goes to the front, so the last one touched is the most recently used.
-    for (uint32_t i = 0; i < touched.Count(); ++i) {
-        ModeEntry* pMode = touched[i];
-        if (pMode->Mode.mode < kFirstTrackedMode) {
-            continue;
-        }
-        const uint32_t index = IndexOf(m_activeModes, pMode);
-        if (index == 0 && m_activeModes.Count() != 0) {
-            continue;
-        }
-        if (index < m_activeModes.Count()) {
-            m_activeModes.Remove(index);
-        }
-        m_activeModes.Insert(0, pMode);
+void ParameterSetManager::TouchActiveMode(ModeEntry* pMode) {
+    if (pMode->Mode.mode < kFirstTrackedMode) {
+        return;
     }
+    const uint32_t index = IndexOf(m_activeModes, pMode);
+    if (index == 0 && m_activeModes.Count() != 0) {
+        return;
+    }
+    if (index < m_activeModes.Count()) {
+        m_activeModes.Remove(index);
+    }
+    m_activeModes.Insert(0, pMode);
 }
 
 void ParameterSetManager::EvictModes(bool tracking, const char* pName, const TuningMode* pBranch,

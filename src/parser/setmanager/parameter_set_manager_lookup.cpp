@@ -48,8 +48,14 @@ ParameterModule* ParameterSetManager::GetModule(const char* pName, const TuningM
 
 ParameterModule* ParameterSetManager::SelectModule(const char* pName, const TuningMode* pBranch,
                                                    unsigned int count) {
+    // The branch as text, made only for a message.
     char branchPath[kBranchPathSize] = "";
-    GetPathFromModeBranch(pBranch, count, branchPath, sizeof(branchPath));
+    const auto path = [&]() -> const char* {
+        if (branchPath[0] == '\0') {
+            GetPathFromModeBranch(pBranch, count, branchPath, sizeof(branchPath));
+        }
+        return branchPath;
+    };
     if (pBranch == nullptr && count != 0) {
         LOG_ERROR("GetModule(%s) called with modeBranch == null and modeCount = %d, will return "
                   "default mode module data",
@@ -57,7 +63,7 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
     } else if (pBranch != nullptr && count != 0 && !StartsAtDefault(pBranch)) {
         LOG_ERROR("GetModule(%s) called with first mode != Default, might not return module data "
                   "from the desired mode path: %s",
-                  pName, branchPath);
+                  pName, path());
     }
     if (m_defaultModules.empty()) {
         LOG_ERROR("GetModule(%s) Uninitialized Set Manager. this: %lx, SymbolTable: %lx, Modes: "
@@ -67,12 +73,12 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
                   reinterpret_cast<unsigned long>(m_modes), static_cast<int>(m_modeCount),
                   reinterpret_cast<unsigned long>(m_rootMode));
     }
+    // From loading the branch to the reference on the choice nothing may unload its modes.
+    ParameterMutexLock loadLock(&m_loadLock, false);
     const bool fileMode = IsFileMode();
     if (fileMode) {
         LoadMode(pBranch, count, pName);
     }
-    // From the choice to its reference nothing may unload the chosen mode.
-    ParameterMutexLock loadLock(&m_loadLock, false);
     // A reload inside LoadMode may have failed and left no tree.
     if (m_rootMode == nullptr) {
         LOG_ERROR("GetModule %s called with no binary loaded", pName);
@@ -88,7 +94,7 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
         char rootPath[kModePathSize] = "";
         m_rootMode->GetModePath(rootPath, sizeof(rootPath));
         LOG_WARNING("GetModule %s module not found in default scenario (%s), mode path: %s",
-                    pName, rootPath, branchPath);
+                    pName, rootPath, path());
         if (pBranch == nullptr || count < 2) {
             return nullptr;
         }
@@ -112,7 +118,7 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
     }
     if (pChoice == nullptr || !pChoice->Loaded) {
         LOG_ERROR("GetModule %s failed to find a loaded module in %s, returning null", pName,
-                  branchPath);
+                  path());
         return nullptr;
     }
     return pChoice;
