@@ -114,26 +114,5 @@ TEST(SetManagerReplace, RefusalsLeaveTheRunningSetAsItWas) {
     EXPECT_EQ(manager.UpdateSetCount(), 2u);
 }
 
-TEST(SetManagerReplace, ReloadIntoMemoryKeepsTheOldGenerationOnce) {
-    zyra_test::TempDir dir;
-    const std::vector<uint8_t> original = Tree(0);
-    const std::string path = dir.Write("tree.bin", std::string(original.begin(), original.end()));
-    TestSetManager manager;
-    RegisterTree(manager);
-    manager.SetOnDemand(true);
-    ASSERT_TRUE(manager.LoadBinaryParameters(path.c_str()));
-    TestModule* pOld = Get(manager, "def", "0.0|2.0");
-    ASSERT_TRUE(manager.ReloadBinaryParameters(true));
-    EXPECT_FALSE(manager.IsFileMode());
-    EXPECT_EQ(manager.ReplacedCount(), 4u);
-    // Every mode is in memory now, and the module held from before is still there.
-    EXPECT_TRUE(manager.GetModeEntry(2u)->Loaded);
-    EXPECT_EQ(Get(manager, "def", "0.0|2.0")->Value, 33u);
-    EXPECT_NE(Get(manager, "def", "0.0|2.0"), pOld);
-    EXPECT_EQ(pOld->Value, 33u);
-    EXPECT_EQ(pOld->GetReferenceCount(), 1u);
-    pOld->Release();
-}
-
 }  // namespace
 }  // namespace setmanager_test
