@@ -1,0 +1,122 @@
+#include "parser/engine/module_engine.h"
+
+#include <cstring>
+
+#include "parser/engine/structure_engine.h"
+#include "parser/file/parameter_file_symbol_table.h"
+#include "parser/file/parameter_file_symbol_table_entry.h"
+#include "parser/foundation/parameter_logging.h"
+#include "parser/setmanager/default_module.h"
+#include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_module.h"
+#include "parser/setmanager/parameter_set_manager.h"
+
+namespace ParameterEngine {
+namespace {
+
+IParameterLoggingAPI* LoggerOf(const ModuleData* pData) {
+    return pData != nullptr ? pData->SetManager : nullptr;
+}
+
+const char* TextOf(const char* pText) { return pText != nullptr ? pText : ""; }
+
+// A symbol entry's ID lies in the lower 24 bits of ModuleID where the top byte counts changes.
+constexpr uint32_t kModuleIdMask = 0xFFFFFF;
+
+}  // namespace
+
+ParameterModule* CreateModule(const ParameterModule& prototype, const ModuleDescriptor& module,
+                              ModuleData* pData, DefaultModule* pDefault, ModuleFactory factory) {
+    if (pData == nullptr || pDefault == nullptr) {
+        return nullptr;
+    }
+    if (prototype.Version != pData->Version) {
+        ParameterLogging::Write(
+            LoggerOf(pData), ParameterLogging::Error, __FILE__, __LINE__,
+            "Unable to create %s, binary version (%lld) does not match source version (%lld)\n",
+            module.className, static_cast<long long>(pData->Version.Word()),
+            static_cast<long long>(prototype.Version.Word()));
+        return nullptr;
+    }
+    if (std::strcmp(TextOf(prototype.Type), TextOf(pData->Type)) != 0) {
+        ParameterLogging::Write(
+            LoggerOf(pData), ParameterLogging::Error, __FILE__, __LINE__,
+            "Unable to create %s, binary name (%s) does not match source name (%s)\n",
+            module.className, TextOf(pData->Type), TextOf(prototype.Type));
+        return nullptr;
+    }
+    // A module that the binary marks as a duplicate shares the object of the one it copies.
+    uint32_t id = pData->DuplicateID != 0 ? pData->DuplicateID : pData->ID;
+    ParameterModule* pInstance = pDefault->Find(id);
+    if (pInstance != nullptr) {
+        return pInstance;
+    }
+    pInstance = factory(RegisteredName(module, pData->Type), pData, id);
+    if (pInstance != nullptr && !pDefault->AddModule(pInstance)) {
+        delete pInstance;
+        pInstance = nullptr;
+    }
+    return pInstance;
+}
+
+bool LoadModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
+                void* pTop, ParameterFileSymbolTable* pTable) {
+    if (instance.Loaded) {
+        return true;
+    }
+    bool result = false;
+    {
+        ParameterFileSymbolTableEntry entry;
+        uint32_t id = module.masksModuleId ? moduleId & kModuleIdMask : moduleId;
+        if (pTable != nullptr && pTable->Find(entry, id, true)) {
+            result = Load(*module.top, pTop, &entry, pTable->GetAlignment());
+        } else {
+            ParameterLogging::Write(
+                LoggerOf(instance.Data), ParameterLogging::Error, __FILE__, __LINE__,
+                "%s::LoadModule Failed to find module ID (%d) in Symbol Table\n",
+                module.className, static_cast<int>(moduleId));
+        }
+    }
+    ++instance.Modified;
+    instance.Loaded = true;
+    if (result) {
+        return true;
+    }
+    // Through the virtual slot, so a class that adds to unloading is heard.
+    instance.UnloadModule();
+    return false;
+}
+
+void UnloadModule(ParameterModule& instance, const ModuleDescriptor& module, void* pTop) {
+    if (!instance.Loaded) {
+        return;
+    }
+    if (module.top->ownsMemory) {
+        ParameterFileSymbolTable* pTable =
+            instance.Data != nullptr ? instance.Data->SymbolTable : nullptr;
+        if (pTable == nullptr) {
+            ParameterLogging::Write(
+                LoggerOf(instance.Data), ParameterLogging::Error, __FILE__, __LINE__,
+                "UnloadModule %s called with nullptr Data->SymbolTable object\n",
+                TextOf(instance.Name));
+        }
+        Unload(*module.top, pTop, pTable);
+    }
+    instance.Loaded = false;
+}
+
+const char* RegisteredName(const ModuleDescriptor& module, const char* pName) {
+    if (pName == nullptr) {
+        return pName;
+    }
+    const char* pRegistered = pName;
+    for (uint32_t i = 0; i < module.nameCount; ++i) {
+        char type[ModuleData::kTypeLength + 1] = {};
+        if (std::strcmp(ModuleData::GetType(type, module.names[i]), pName) == 0) {
+            pRegistered = module.names[i];
+        }
+    }
+    return pRegistered;
+}
+
+}  // namespace ParameterEngine

@@ -1,0 +1,39 @@
+// The life of a generated module class (creation from a prototype, loading from the symbol
+// table, unloading), shared by every class and driven by its ModuleDescriptor.
+#pragma once
+
+#include <cstdint>
+
+#include "parser/engine/descriptors.h"
+
+class DefaultModule;
+class ModuleData;
+class ParameterFileSymbolTable;
+class ParameterModule;
+
+namespace ParameterEngine {
+
+// Makes an instance of a class for `pData` with `moduleId` in its ModuleID; null when out of
+// memory.
+using ModuleFactory = ParameterModule* (*)(const char* pName, ModuleData* pData,
+                                           uint32_t moduleId);
+
+// The instance of `prototype`'s class for `pData`: an existing one of the same symbol entry or
+// duplicate group, or a new one added to `pDefault`. Null, with a message, when the binary's
+// type or version is not the class's.
+ParameterModule* CreateModule(const ParameterModule& prototype, const ModuleDescriptor& module,
+                              ModuleData* pData, DefaultModule* pDefault, ModuleFactory factory);
+
+// Loads the top structure `pTop` of `instance` from its symbol entry. A failed load is unloaded
+// at once through the instance's UnloadModule.
+bool LoadModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
+                void* pTop, ParameterFileSymbolTable* pTable);
+
+// Gives back what LoadModule took. Scalars keep their values until the next load.
+void UnloadModule(ParameterModule& instance, const ModuleDescriptor& module, void* pTop);
+
+// The registered name whose short form is `pName`; the latest registered wins. Otherwise
+// `pName` itself.
+const char* RegisteredName(const ModuleDescriptor& module, const char* pName);
+
+}  // namespace ParameterEngine

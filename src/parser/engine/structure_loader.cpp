@@ -1,0 +1,310 @@
+#include <cstring>
+
+#include "parser/engine/field_memory.h"
+#include "parser/engine/structure_engine.h"
+#include "parser/file/binary_value.h"
+#include "parser/file/dup_obj_info.h"
+#include "parser/file/parameter_file_symbol_table.h"
+#include "parser/file/parameter_file_symbol_table_entry.h"
+#include "parser/foundation/parameter_logging.h"
+#include "parser/foundation/parameter_utils.h"
+#include "parser/foundation/parser_alloc_category.h"
+#include "parser/setmanager/parameter_set_manager.h"
+#include "zyra/memory.h"
+
+namespace ParameterEngine {
+namespace {
+
+using Entry = ParameterFileSymbolTableEntry;
+
+IParameterLoggingAPI* LoggerOf(const Entry* pEntry) {
+    return pEntry != nullptr ? pEntry->GetSetManager() : nullptr;
+}
+
+template <typename T>
+bool ReadBits(Entry& entry, void* pMember, unsigned char alignment) {
+    T value{};
+    if (!entry.Read(&value, alignment, Entry::ShortRead::Quiet)) {
+        return false;
+    }
+    std::memcpy(pMember, &value, sizeof(T));
+    return true;
+}
+
+bool ReadWidth(Entry& entry, uint32_t width, void* pMember, unsigned char alignment) {
+    switch (width) {
+        case 1: return ReadBits<uint8_t>(entry, pMember, alignment);
+        case 2: return ReadBits<uint16_t>(entry, pMember, alignment);
+        case 8: return ReadBits<uint64_t>(entry, pMember, alignment);
+        default: return ReadBits<uint32_t>(entry, pMember, alignment);
+    }
+}
+
+// One scalar, copied bit for bit. Once the structure has failed, or when the value is not
+// there, it is not read and the failure is logged for this very field.
+bool ReadScalar(bool result, Entry* pEntry, ScalarType type, void* pMember,
+                unsigned char alignment) {
+    if (result && pEntry != nullptr && pEntry->GetData() != nullptr &&
+        ReadWidth(*pEntry, WidthOf(type), pMember, alignment)) {
+        return true;
+    }
+    ParameterLogging::Write(LoggerOf(pEntry), ParameterLogging::Error, __FILE__, __LINE__,
+                            "Failed to read symbol table entry\n");
+    return false;
+}
+
+bool Accepts(const EnumDescriptor& type, uint32_t value) {
+    for (uint32_t i = 0; i < type.rangeCount; ++i) {
+        if (value >= type.ranges[i].first && value <= type.ranges[i].last) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A value outside the enum is logged and leaves the member zero, but does not fail the load.
+bool ReadEnumValue(Entry* pEntry, const EnumDescriptor& type, void* pMember,
+                   unsigned char alignment) {
+    if (pEntry == nullptr) {
+        return false;
+    }
+    bool read = false;
+    uint32_t value = pEntry->ReadEnum(&read, alignment);
+    if (!read) {
+        return false;
+    }
+    if (Accepts(type, value)) {
+        std::memcpy(pMember, &value, sizeof(value));
+    } else {
+        ParameterLogging::Write(LoggerOf(pEntry), ParameterLogging::Error, __FILE__, __LINE__,
+                                "Invalid value(%u) converting UINT32 to %s", value, type.name);
+    }
+    return true;
+}
+
+bool LoadElement(const ElementType& element, void* pMember, Entry* pEntry,
+                 unsigned char alignment) {
+    switch (element.kind) {
+        case ElementKind::Scalar:
+            return ReadScalar(true, pEntry, element.scalar, pMember, alignment);
+        case ElementKind::Enum:
+            return ReadEnumValue(pEntry, *element.enumType, pMember, alignment);
+        case ElementKind::Struct:
+            return Load(*element.structType, pMember, pEntry, alignment);
+    }
+    return false;
+}
+
+// Bytes that one element takes at the cursor of the entry it is read from.
+uint64_t FileBytes(const ElementType& element, unsigned char alignment);
+
+uint64_t FileBytes(const StructDescriptor& type, unsigned char alignment) {
+    uint64_t total = 0;
+    for (uint32_t i = 0; i < type.fieldCount; ++i) {
+        const FieldDescriptor& field = type.fields[i];
+        switch (field.kind) {
+            case FieldKind::Inline:
+                total += field.count * FileBytes(field.element, alignment);
+                break;
+            case FieldKind::ScalarBlock:
+                total += ParameterUtils::AlignUp(
+                    uint64_t{field.count} * WidthOf(field.element.scalar), alignment);
+                break;
+            default:  // a word, then the ID of the entry that holds the rest
+                total += 2 * BinaryValue::Slot(4, alignment);
+                break;
+        }
+    }
+    return total;
+}
+
+uint64_t FileBytes(const ElementType& element, unsigned char alignment) {
+    switch (element.kind) {
+        case ElementKind::Scalar: return BinaryValue::Slot(WidthOf(element.scalar), alignment);
+        case ElementKind::Enum: return BinaryValue::Slot(4, alignment);
+        case ElementKind::Struct: return FileBytes(*element.structType, alignment);
+    }
+    return 0;
+}
+
+uint64_t Remaining(const Entry& entry) {
+    return entry.GetPosition() < entry.GetLength() ? entry.GetLength() - entry.GetPosition() : 0;
+}
+
+void LogAllocationFailure(const Entry& entry, const FieldDescriptor& field) {
+    ParameterLogging::Write(LoggerOf(&entry), ParameterLogging::Error, __FILE__, __LINE__,
+                            "Failed to allocate %s\n", field.name);
+}
+
+bool ReadPointer(Entry& parent, Entry& child, unsigned char alignment) {
+    ParameterFileSymbolTable* pTable = parent.GetTable();
+    return pTable != nullptr && pTable->ReadPointerEntry(child, &parent, alignment);
+}
+
+// A counted array of scalars is one block of its own, never shared. Its allocation is bounded
+// by the bytes of the child, so a damaged count costs no more memory than the entry holds.
+bool FillScalarArray(const FieldDescriptor& field, Entry& child, uint32_t* pCount,
+                     unsigned char* pBase, unsigned char alignment) {
+    uint64_t bytes = uint64_t{*pCount} * WidthOf(field.element.scalar);
+    void* pArray = nullptr;
+    if (child.GetData() != nullptr && bytes <= UINT32_MAX) {
+        uint64_t available = Remaining(child);
+        pArray = ZyraCalloc(1, bytes < available ? bytes : (available > 0 ? available : 1),
+                            kParserAllocCategory);
+        if (pArray != nullptr &&
+            !child.ReadBlock(pArray, static_cast<unsigned int>(bytes), alignment)) {
+            ZyraFree(pArray);
+            pArray = nullptr;
+        }
+    }
+    if (pArray == nullptr) {
+        LogAllocationFailure(child, field);
+        *pCount = 0;
+        return false;
+    }
+    SetPointer(pBase, field.offset, pArray);
+    return true;
+}
+
+// The elements of a counted array of enums or structures: shared with the duplicate group of
+// the child where one exists, else allocated and offered for sharing before they load.
+bool FillElements(const FieldDescriptor& field, const char* pSiteSource, Entry& child,
+                  uint32_t* pCount, unsigned char* pBase, unsigned char alignment) {
+    uint64_t bytes = *pCount * FileBytes(field.element, alignment);
+    if (bytes > Remaining(child)) {
+        BinaryValue::LogShortRead(bytes, child.GetPosition(), child.GetLength(),
+                                  LoggerOf(&child));
+        return false;
+    }
+    uint32_t stride = ElementSize(field.element);
+    auto* pArray = static_cast<unsigned char*>(ZyraCalloc(*pCount, stride, kParserAllocCategory));
+    SetPointer(pBase, field.offset, pArray);
+    if (pArray == nullptr) {
+        LogAllocationFailure(child, field);
+        *pCount = 0;
+        return true;
+    }
+    child.SetDupObject(pArray, *pCount, pSiteSource, static_cast<int>(field.site));
+    for (uint32_t i = 0; i < *pCount; ++i) {
+        if (!LoadElement(field.element, pArray + uint64_t{i} * stride, &child, alignment)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool LoadCounted(bool result, const FieldDescriptor& field, const char* pSiteSource,
+                 unsigned char* pBase, Entry* pEntry, unsigned char alignment) {
+    auto* pCount = reinterpret_cast<uint32_t*>(pBase + field.countOffset);
+    result = ReadScalar(result, pEntry, ScalarType::UInt32, pCount, alignment);
+    if (result) {
+        Entry child;
+        result = ReadPointer(*pEntry, child, alignment);
+        if (result) {
+            *reinterpret_cast<uint32_t*>(pBase + field.idOffset) = child.GetId();
+            DupObjInfo* pShared =
+                child.GetDupObject(*pCount, pSiteSource, static_cast<int>(field.site));
+            if (pShared != nullptr) {
+                SetPointer(pBase, field.offset, pShared->m_pObject);
+            } else if (*pCount != 0) {
+                result = field.element.kind == ElementKind::Scalar
+                             ? FillScalarArray(field, child, pCount, pBase, alignment)
+                             : FillElements(field, pSiteSource, child, pCount, pBase, alignment);
+            }
+        }
+    }
+    if (GetPointer(pBase, field.offset) == nullptr) {
+        *pCount = 0;
+    }
+    return result;
+}
+
+bool LoadString(bool result, const FieldDescriptor& field, unsigned char* pBase, Entry* pEntry,
+                unsigned char alignment) {
+    uint32_t length = 0;
+    result = ReadScalar(result, pEntry, ScalarType::UInt32, &length, alignment);
+    if (result) {
+        Entry child;
+        char* pText = nullptr;
+        result = ReadPointer(*pEntry, child, alignment) &&
+                 child.ReadString(&pText, length, alignment);
+        SetPointer(pBase, field.offset, result ? pText : nullptr);
+    }
+    return result;
+}
+
+// The ID word of an optional element holds the entry being read, not the child, even when
+// the element fails.
+bool LoadOptional(bool result, const FieldDescriptor& field, unsigned char* pBase, Entry* pEntry,
+                  unsigned char alignment) {
+    auto* pExists = reinterpret_cast<uint32_t*>(pBase + field.countOffset);
+    result = ReadScalar(result, pEntry, ScalarType::UInt32, pExists, alignment);
+    if (pEntry != nullptr) {
+        *reinterpret_cast<uint32_t*>(pBase + field.idOffset) = pEntry->GetId();
+    }
+    if (result) {
+        Entry child;
+        result = ReadPointer(*pEntry, child, alignment);
+        if (result && *pExists != 0) {
+            result = LoadElement(field.element, pBase + field.offset, &child, alignment);
+        }
+    }
+    return result;
+}
+
+bool LoadInline(bool result, const FieldDescriptor& field, unsigned char* pBase, Entry* pEntry,
+                unsigned char alignment) {
+    if (field.element.kind == ElementKind::Scalar) {
+        return ReadScalar(result, pEntry, field.element.scalar, pBase + field.offset, alignment);
+    }
+    uint32_t stride = ElementSize(field.element);
+    for (uint32_t i = 0; result && i < field.count; ++i) {
+        result = LoadElement(field.element, pBase + field.offset + uint64_t{i} * stride, pEntry,
+                             alignment);
+    }
+    return result;
+}
+
+bool LoadBlock(bool result, const FieldDescriptor& field, unsigned char* pBase, Entry* pEntry,
+               unsigned char alignment) {
+    if (!result || pEntry == nullptr) {
+        return false;
+    }
+    return pEntry->ReadBlock(pBase + field.offset, field.count * WidthOf(field.element.scalar),
+                             alignment);
+}
+
+}  // namespace
+
+bool Load(const StructDescriptor& descriptor, void* pStructure,
+          ParameterFileSymbolTableEntry* pEntry, unsigned char alignment) {
+    auto* pBase = static_cast<unsigned char*>(pStructure);
+    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
+        ClearField(descriptor.fields[i], pBase);
+    }
+    bool result = true;
+    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
+        const FieldDescriptor& field = descriptor.fields[i];
+        switch (field.kind) {
+            case FieldKind::Inline:
+                result = LoadInline(result, field, pBase, pEntry, alignment);
+                break;
+            case FieldKind::ScalarBlock:
+                result = LoadBlock(result, field, pBase, pEntry, alignment);
+                break;
+            case FieldKind::String:
+                result = LoadString(result, field, pBase, pEntry, alignment);
+                break;
+            case FieldKind::Counted:
+                result = LoadCounted(result, field, descriptor.siteSource, pBase, pEntry,
+                                     alignment);
+                break;
+            case FieldKind::Optional:
+                result = LoadOptional(result, field, pBase, pEntry, alignment);
+                break;
+        }
+    }
+    return result;
+}
+
+}  // namespace ParameterEngine
