@@ -1,0 +1,112 @@
+"""The schema parser: what a sound schema turns into, and the mistakes it refuses."""
+
+import textwrap
+import unittest
+
+from zyra_schema.model import Enum, Scalar, String, Structure
+from zyra_schema.parser import SchemaError, parse_schema
+
+HEAD = """\
+namespace demo_1_2_3
+version 1.2.3
+module topType demo demo_v2
+flags reflection clone
+enum modes 0-18 76 75 100 1000-1019
+"""
+
+SOUND = HEAD + """\
+struct pointType reservedID
+  x Float
+end
+struct topType
+  enum pickEnum 0 2
+  gain    Int32 as Float
+  mode    modes
+  pick    pickEnum [2]
+  label   String
+  grid    UInt16 [3] [2]
+  curve_tab Int32 as Float [65] tab
+  points  pointType counted
+  spot    pointType optional
+  ctrl    struct reservedID
+    level UInt8
+  end
+end
+"""
+
+
+def parse(text: str):
+    return parse_schema("demo_1_2_3.schema", textwrap.dedent(text))
+
+
+class SoundSchema(unittest.TestCase):
+    def test_declarations_become_the_model(self):
+        ns = parse(SOUND)
+        self.assertEqual((ns.name, ns.version, ns.family), ("demo_1_2_3", (1, 2, 3), "tuning"))
+        self.assertEqual(ns.flags, ["reflection", "clone"])
+        self.assertEqual([m.names for m in ns.modules], [["demo", "demo_v2"]])
+        # Values are a set: adjacent ones join, order does not matter.
+        self.assertEqual(ns.enums[0].ranges, [(0, 18), (75, 76), (100, 100), (1000, 1019)])
+
+        top = ns.modules[0].top
+        fields = {f.name: f for f in top.fields}
+        self.assertEqual(list(fields), ["gain", "mode", "pick", "label", "grid", "curve_tab",
+                                        "points", "spot", "ctrl"])
+        self.assertEqual(fields["gain"].element, Scalar("Int32", True))
+        self.assertEqual(fields["gain"].element.cpp_type, "float")
+        self.assertIsInstance(fields["label"].element, String)
+        self.assertEqual((fields["grid"].dims, fields["grid"].count), ([3, 2], 6))
+
+        pick = fields["pick"].element
+        self.assertIsInstance(pick, Enum)
+        self.assertEqual((pick.cpp_path, pick.ranges), ("topType::pickEnum", [(0, 0), (2, 2)]))
+
+        wrapper = fields["curve_tab"].element
+        self.assertEqual(wrapper.cpp_path, "topType::curve_tabStruct")
+        self.assertFalse(wrapper.reserved_id)
+        self.assertEqual([(f.name, f.dims) for f in wrapper.fields], [("curve", [65])])
+
+        self.assertEqual((fields["points"].shape, fields["spot"].shape), ("counted", "optional"))
+        self.assertTrue(fields["points"].element.reserved_id)
+        ctrl = fields["ctrl"].element
+        self.assertIsInstance(ctrl, Structure)
+        self.assertEqual((ctrl.cpp_path, ctrl.reserved_id), ("topType::ctrlStruct", True))
+
+        self.assertTrue(top.owns_memory())
+        self.assertFalse(ctrl.owns_memory())
+        # Tables are emitted in this order, so each one's parts come first.
+        self.assertEqual([s.cpp_path for s in ns.all_structures()],
+                         ["pointType", "topType::curve_tabStruct", "topType::ctrlStruct",
+                          "topType"])
+
+
+class Refusals(unittest.TestCase):
+    CASES = [
+        ("unknown type", "struct topType\n  a Int16\nend\n", 7),
+        ("type used before it is declared", "struct topType\n  a later\nend\n", 7),
+        ("held as Float on a narrow type", "struct topType\n  a UInt16 as Float\nend\n", 7),
+        ("dimensions on a counted array", "struct topType\n  a UInt8 [2] counted\nend\n", 7),
+        ("a tab field not named _tab", "struct topType\n  a Float [4] tab\nend\n", 7),
+        ("a field twice", "struct topType\n  a UInt8\n  a UInt8\nend\n", 8),
+        ("overlapping enum values", "enum e 1-5 4\nstruct topType\n  a e\nend\n", 6),
+        ("a structure without end", "struct topType\n  a UInt8\n", 7),
+        ("an array of strings", "struct topType\n  a String [2]\nend\n", 7),
+        ("a module of an unknown structure", "struct otherType\n  a UInt8\nend\n", 3),
+    ]
+
+    def test_each_mistake_names_its_line(self):
+        for what, body, line in self.CASES:
+            with self.subTest(what):
+                with self.assertRaises(SchemaError) as caught:
+                    parse(HEAD + body)
+                self.assertIn(f"demo_1_2_3.schema:{line}:", str(caught.exception))
+
+    def test_header_lines_are_required(self):
+        with self.assertRaises(SchemaError):
+            parse("version 1.0.0\nmodule t a\nstruct t\n  a UInt8\nend\n")
+        with self.assertRaises(SchemaError):
+            parse("namespace n\nmodule t a\nstruct t\n  a UInt8\nend\n")
+
+
+if __name__ == "__main__":
+    unittest.main()

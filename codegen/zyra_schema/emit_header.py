@@ -1,0 +1,94 @@
+"""The header of a namespace: its enums, plain structures and module classes."""
+
+from typing import List
+
+from .cpp_names import class_name, dims_suffix, element_type
+from .model import Enum, Field, Namespace, Structure
+
+INDENT = "    "
+
+
+def _enum(enum: Enum, depth: int) -> List[str]:
+    # Enums are kept by number only: the type fixes the width, the tables know the values.
+    return [f"{INDENT * depth}enum {enum.name} : uint32_t {{}};"]
+
+
+def _members(field: Field, depth: int) -> List[str]:
+    pad = INDENT * depth
+    cpp = element_type(field)
+    if field.shape == "counted":
+        return [f"{pad}uint32_t {field.name}Count;", f"{pad}uint32_t {field.name}ID;",
+                f"{pad}{cpp}* {field.name};"]
+    if field.shape == "optional":
+        return [f"{pad}uint32_t {field.name}Exists;", f"{pad}uint32_t {field.name}ID;",
+                f"{pad}{cpp} {field.name};"]
+    return [f"{pad}{cpp} {field.name}{dims_suffix(field)};"]
+
+
+def _structure(structure: Structure, depth: int, is_top: bool) -> List[str]:
+    pad = INDENT * depth
+    lines = [f"{pad}struct {structure.name} {{"]
+    for enum in structure.enums:
+        lines += _enum(enum, depth + 1)
+    for inner in structure.nested:
+        lines += _structure(inner, depth + 1, False)
+    inner_pad = INDENT * (depth + 1)
+    if is_top:
+        lines.append(f"{inner_pad}uint32_t ModuleID;")
+    if structure.reserved_id:
+        lines.append(f"{inner_pad}uint32_t reservedID;")
+    for field in structure.fields:
+        lines += _members(field, depth + 1)
+    if is_top:
+        lines += [
+            "",
+            f"{inner_pad}// Loads and changes counted by the module this structure belongs to.",
+            f"{inner_pad}unsigned int GetModified() const;",
+            f"{inner_pad}// Gives the module's reference back to the set manager.",
+            f"{inner_pad}void Release();",
+        ]
+    lines.append(f"{pad}}};")
+    return lines
+
+
+def _module_class(top: Structure) -> List[str]:
+    name = class_name(top)
+    return [
+        f"class {name} : public ParameterModule, public {top.name} {{",
+        "public:",
+        f"    explicit {name}(const char* pName);",
+        f"    {name}(const char* pName, ModuleData* pData);",
+        f"    ~{name}() override;",
+        "",
+        "    ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;",
+        "    bool LoadModule(ParameterFileSymbolTable* pTable) override;",
+        "    void UnloadModule() override;",
+        "    void Release() { ParameterModule::Release(); }",
+        "",
+        "    // The registered name whose short form is `pName`, or `pName` itself.",
+        "    static const char* GetName(const char* pName);",
+        "};",
+    ]
+
+
+def emit_header(namespace: Namespace, schema_name: str) -> str:
+    tops = {module.top.name for module in namespace.modules}
+    lines = [
+        f"// Generated from {schema_name}; edit the schema, not this file.",
+        "#pragma once",
+        "",
+        "#include <cstdint>",
+        "",
+        '#include "parser/setmanager/parameter_module.h"',
+        "",
+        f"namespace {namespace.name} {{",
+        "",
+    ]
+    for enum in namespace.enums:
+        lines += _enum(enum, 0)
+    for structure in namespace.structures:
+        lines += [""] + _structure(structure, 0, structure.name in tops)
+    for module in namespace.modules:
+        lines += [""] + _module_class(module.top)
+    lines += ["", f"}}  // namespace {namespace.name}", ""]
+    return "\n".join(lines)

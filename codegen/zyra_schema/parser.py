@@ -1,0 +1,233 @@
+"""Reads a schema file into the model.
+
+The format is line based: one declaration per line, `#` starts a comment, and a structure's
+fields stand between its `struct` line (or an anonymous structure's field line) and `end`.
+docs/schema-format.md describes it.
+"""
+
+import re
+from typing import List, Optional, Tuple
+
+from .model import (FAMILIES, FLAGS, HELD_AS_FLOAT_TYPES, SCALAR_TYPES, Enum, Field, Module,
+                    Namespace, Scalar, String, Structure)
+
+IDENTIFIER = re.compile(r"^[A-Za-z_][A-Za-z0-9_]*$")
+DIMENSION = re.compile(r"^\[([1-9][0-9]*)\]$")
+VERSION = re.compile(r"^([0-9]+)\.([0-9]+)\.([0-9]+)$")
+RANGE = re.compile(r"^([0-9]+)(?:-([0-9]+))?$")
+SHAPES = ("counted", "optional", "tab")
+UINT32_MAX = 0xFFFFFFFF
+
+
+class SchemaError(Exception):
+    def __init__(self, path: str, line: int, message: str):
+        super().__init__(f"{path}:{line}: {message}")
+
+
+class _Parser:
+    def __init__(self, path: str, text: str):
+        self.path = path
+        self.lines = text.splitlines()
+        self.index = 0
+        self.namespace: Optional[str] = None
+        self.version: Optional[Tuple[int, int, int]] = None
+        self.family = "tuning"
+        self.flags: List[str] = []
+        self.enums: List[Enum] = []
+        self.structures: List[Structure] = []
+        self.module_lines: List[Tuple[int, List[str]]] = []
+
+    def error(self, line: int, message: str) -> SchemaError:
+        return SchemaError(self.path, line, message)
+
+    def next_tokens(self) -> Optional[Tuple[int, List[str]]]:
+        while self.index < len(self.lines):
+            self.index += 1
+            tokens = self.lines[self.index - 1].split("#", 1)[0].split()
+            if tokens:
+                return self.index, tokens
+        return None
+
+    def identifier(self, line: int, word: str) -> str:
+        if not IDENTIFIER.match(word):
+            raise self.error(line, f"'{word}' is not a name")
+        return word
+
+    def parse(self) -> Namespace:
+        while True:
+            item = self.next_tokens()
+            if item is None:
+                break
+            line, tokens = item
+            keyword, args = tokens[0], tokens[1:]
+            if keyword == "namespace" and len(args) == 1:
+                self.namespace = self.identifier(line, args[0])
+            elif keyword == "version" and len(args) == 1 and VERSION.match(args[0]):
+                major, minor, patch = (int(part) for part in VERSION.match(args[0]).groups())
+                if major > 0xFFFF or minor > 0xFFFF or patch > UINT32_MAX:
+                    raise self.error(line, "version part out of range")
+                self.version = (major, minor, patch)
+            elif keyword == "family" and len(args) == 1 and args[0] in FAMILIES:
+                self.family = args[0]
+            elif keyword == "flags" and all(arg in FLAGS for arg in args):
+                self.flags = list(args)
+            elif keyword == "module" and len(args) >= 2:
+                self.module_lines.append((line, args))
+            elif keyword == "enum":
+                self.enums.append(self.parse_enum(line, args, None, self.enums))
+            elif keyword == "struct" and 1 <= len(args) <= 2:
+                reserved = args[1:] == ["reservedID"]
+                if len(args) == 2 and not reserved:
+                    raise self.error(line, f"unknown word '{args[1]}'")
+                name = self.identifier(line, args[0])
+                if self.find_structure(name) is not None:
+                    raise self.error(line, f"structure '{name}' declared twice")
+                structure = Structure(name, None, reserved, line=line)
+                self.parse_body(structure)
+                self.structures.append(structure)
+            else:
+                raise self.error(line, f"cannot read '{' '.join(tokens)}'")
+        return self.finish()
+
+    def finish(self) -> Namespace:
+        end = len(self.lines)
+        if self.namespace is None:
+            raise self.error(end, "no namespace line")
+        if self.version is None:
+            raise self.error(end, "no version line")
+        modules = []
+        for line, args in self.module_lines:
+            top = self.find_structure(args[0])
+            if top is None:
+                raise self.error(line, f"unknown top structure '{args[0]}'")
+            if any(m.top is top for m in modules):
+                raise self.error(line, f"'{top.name}' is a module twice")
+            if top.reserved_id:
+                raise self.error(line, "a top structure begins with ModuleID, not reservedID")
+            names = [self.identifier(line, name) for name in args[1:]]
+            modules.append(Module(top, names))
+        if not modules:
+            raise self.error(end, "no module line")
+        return Namespace(self.namespace, self.version, self.family, self.flags, self.enums,
+                         self.structures, modules)
+
+    def parse_enum(self, line: int, args: List[str], scope: Optional[Structure],
+                   siblings: List[Enum]) -> Enum:
+        if len(args) < 2:
+            raise self.error(line, "an enum needs a name and its values")
+        name = self.identifier(line, args[0])
+        if any(e.name == name for e in siblings):
+            raise self.error(line, f"enum '{name}' declared twice")
+        values = set()
+        for word in args[1:]:
+            match = RANGE.match(word)
+            if not match:
+                raise self.error(line, f"'{word}' is not a value or a range of values")
+            first = int(match.group(1))
+            last = int(match.group(2)) if match.group(2) is not None else first
+            if last < first or last > UINT32_MAX:
+                raise self.error(line, f"bad range '{word}'")
+            if any(not (last < a or first > b) for a, b in values):
+                raise self.error(line, f"'{word}' overlaps another value")
+            values.add((first, last))
+        return Enum(name, _merge(sorted(values)), scope, line)
+
+    def parse_body(self, structure: Structure) -> None:
+        while True:
+            item = self.next_tokens()
+            if item is None:
+                raise self.error(len(self.lines), f"'{structure.name}' has no end")
+            line, tokens = item
+            if tokens == ["end"]:
+                if not structure.fields:
+                    raise self.error(line, f"'{structure.name}' has no fields")
+                return
+            if tokens[0] == "enum":
+                structure.enums.append(
+                    self.parse_enum(line, tokens[1:], structure, structure.enums))
+                continue
+            self.parse_field(structure, line, tokens)
+
+    def parse_field(self, structure: Structure, line: int, tokens: List[str]) -> None:
+        if len(tokens) < 2:
+            raise self.error(line, "a field needs a name and a type")
+        name = self.identifier(line, tokens[0])
+        if any(f.name == name for f in structure.fields):
+            raise self.error(line, f"field '{name}' declared twice")
+        type_word, rest = tokens[1], tokens[2:]
+        held_as_float = rest[:2] == ["as", "Float"]
+        if held_as_float:
+            rest = rest[2:]
+        dims: List[int] = []
+        while rest and DIMENSION.match(rest[0]):
+            dims.append(int(DIMENSION.match(rest[0]).group(1)))
+            rest = rest[1:]
+        shape = "single"
+        if rest and rest[0] in SHAPES:
+            shape, rest = rest[0], rest[1:]
+        reserved = rest == ["reservedID"] and type_word == "struct"
+        if rest and not reserved:
+            raise self.error(line, f"unknown words '{' '.join(rest)}'")
+        if dims and shape in ("counted", "optional"):
+            raise self.error(line, f"a {shape} field has no dimensions")
+
+        if type_word == "struct":
+            element = Structure(f"{name}Struct", structure, reserved, line=line)
+            self.parse_body(element)
+            structure.nested.append(element)
+        else:
+            element = self.resolve(line, type_word, structure)
+        if held_as_float and not (isinstance(element, Scalar)
+                                  and element.word in HELD_AS_FLOAT_TYPES):
+            raise self.error(line, "only Int32 and UInt32 are held as Float")
+        if isinstance(element, Scalar):
+            element = Scalar(element.word, held_as_float)
+        if isinstance(element, String) and (dims or shape != "single"):
+            raise self.error(line, "a String stands alone")
+
+        if shape == "tab":
+            if not (isinstance(element, Scalar) and len(dims) >= 1 and name.endswith("_tab")
+                    and len(name) > 4):
+                raise self.error(line, "a tab field is '<name>_tab' over a fixed scalar array")
+            wrapper = Structure(f"{name}Struct", structure, False, line=line)
+            wrapper.fields.append(Field(name[:-4], element, "single", dims, line))
+            structure.nested.append(wrapper)
+            element, shape, dims = wrapper, "single", []
+        structure.fields.append(Field(name, element, shape, dims, line))
+
+    def resolve(self, line: int, word: str, scope: Structure):
+        if word in SCALAR_TYPES:
+            return Scalar(word)
+        if word == "String":
+            return String()
+        at: Optional[Structure] = scope
+        while at is not None:
+            for candidate in at.enums + at.nested:
+                if candidate.name == word:
+                    return candidate
+            at = at.parent
+        for candidate in self.enums:
+            if candidate.name == word:
+                return candidate
+        structure = self.find_structure(word)
+        if structure is not None:
+            return structure
+        raise self.error(line, f"unknown type '{word}' (types are declared before use)")
+
+    def find_structure(self, name: str) -> Optional[Structure]:
+        return next((s for s in self.structures if s.name == name), None)
+
+
+def _merge(ranges: List[Tuple[int, int]]) -> List[Tuple[int, int]]:
+    """Joins adjacent ranges, so 75 76 is kept as 75-76."""
+    merged: List[Tuple[int, int]] = []
+    for first, last in ranges:
+        if merged and merged[-1][1] + 1 == first:
+            merged[-1] = (merged[-1][0], last)
+        else:
+            merged.append((first, last))
+    return merged
+
+
+def parse_schema(path: str, text: str) -> Namespace:
+    return _Parser(path, text).parse()
