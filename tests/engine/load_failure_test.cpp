@@ -1,0 +1,158 @@
+// Damaged values: a module cut short, enum values outside their set, and counted arrays and
+// optional elements whose words do not hold.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "engine_test_support.h"
+#include "log_capture.h"
+#include "module_values.h"
+
+namespace engine_test {
+namespace {
+
+const std::string kScalarFailure = "[ERROR] Failed to read symbol table entry\n";
+
+class CutShort : public ::testing::TestWithParam<unsigned int> {};
+
+// The module ends after i32: every later field with a scalar step (scalars, and the length,
+// count and exists words) logs once; enums, nested structures and blocks are skipped in silence.
+TEST_P(CutShort, LaterFieldsLogOnceEachAndStayZero) {
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(GetParam()));
+    binwriter::ValueWriter out(builder);
+    out.U8(1).U16(2).U32(3).I32(-4);
+    uint32_t moduleId = builder.AddModule("enginetest", kModuleVersion, 0, out.Bytes());
+    LoadedBinary binary(builder);
+    enginetestTypeClass* pModule = binary.Create(moduleId);
+    ASSERT_NE(pModule, nullptr);
+
+    EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
+    // u64 i64 f32 f64 flag gain, name, samples triggers regions extra level, tail.
+    EXPECT_EQ(Errors(capture), Messages(13, kScalarFailure));
+    EXPECT_EQ(pModule->u8, 1u);
+    EXPECT_EQ(pModule->i32, -4);
+    EXPECT_EQ(pModule->u64, 0u);
+    EXPECT_EQ(pModule->module_version.major, 0u);
+    EXPECT_EQ(pModule->samplesCount, 0u);
+    EXPECT_EQ(pModule->extraExists, 0u);
+    // The ID word of an optional element names the entry being read, failure or not.
+    EXPECT_EQ(pModule->extraID, moduleId);
+    EXPECT_EQ(pModule->extraID, pModule->levelID);
+    EXPECT_EQ(pModule->ModuleID, moduleId);
+    EXPECT_FALSE(pModule->Loaded);
+    EXPECT_EQ(pModule->Modified, 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Alignment, CutShort, ::testing::Values(1u, 8u));
+
+// Loads modules of damaged values, packed; the last binary stays until the test ends.
+class Damaged : public ::testing::Test {
+protected:
+    enginetestTypeClass* Load(const ModuleValues& values, bool expectLoaded) {
+        uint32_t id = builder.AddModule("enginetest", kModuleVersion, 0,
+                                        WriteModule(builder, values));
+        binary.reset(new LoadedBinary(builder));
+        enginetestTypeClass* pModule = binary->Create(id);
+        EXPECT_NE(pModule, nullptr);
+        if (pModule != nullptr) {
+            EXPECT_EQ(pModule->LoadModule(&binary->Table()), expectLoaded);
+        }
+        return pModule;
+    }
+
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder{FormatWithAlignment(1)};
+    std::unique_ptr<LoadedBinary> binary;
+};
+
+TEST_F(Damaged, EnumValuesOutsideTheirSetAreLoggedAndZeroed) {
+    ModuleValues values;
+    values.trigger = 19;  // in the gap between 18 and 75
+    values.colors[1] = 4;
+    values.triggers = {77, 1000, 1020};
+    values.regions[0].shape = 3;
+    enginetestTypeClass* pModule = Load(values, true);
+    EXPECT_EQ(Errors(capture),
+              (Messages{"[ERROR] Invalid value(19) converting UINT32 to trigger_types",
+                        "[ERROR] Invalid value(4) converting UINT32 to enginetestType::colorEnum",
+                        "[ERROR] Invalid value(77) converting UINT32 to trigger_types",
+                        "[ERROR] Invalid value(1020) converting UINT32 to trigger_types",
+                        "[ERROR] Invalid value(3) converting UINT32 to regionType::shapeEnum"}));
+    EXPECT_EQ(static_cast<uint32_t>(pModule->trigger), 0u);
+    EXPECT_EQ(static_cast<uint32_t>(pModule->colors[0]), 0u);
+    EXPECT_EQ(static_cast<uint32_t>(pModule->colors[1]), 0u);
+    EXPECT_EQ(static_cast<uint32_t>(pModule->colors[2]), 2u);
+    EXPECT_EQ(static_cast<uint32_t>(pModule->triggers[0]), 0u);
+    EXPECT_EQ(static_cast<uint32_t>(pModule->triggers[1]), 1000u);
+    EXPECT_EQ(static_cast<uint32_t>(pModule->regions[0].shape), 0u);
+    EXPECT_EQ(pModule->tail, values.tail);
+}
+
+TEST_F(Damaged, CountedArrayWithPointerEntryZeroFailsEvenWhenEmpty) {
+    ModuleValues values;
+    values.samples = {};
+    values.samplesPointer = 0;
+    enginetestTypeClass* pModule = Load(values, false);
+    Messages errors = Errors(capture);
+    ASSERT_EQ(errors.size(), 6u);  // the find, then triggers regions extra level tail
+    EXPECT_EQ(errors[0].rfind("[ERROR] Find: Symbol table entry ID 0 out of range 1 - ", 0), 0u);
+    EXPECT_EQ(errors[1], kScalarFailure);
+    EXPECT_EQ(pModule->samplesCount, 0u);
+    EXPECT_EQ(pModule->samplesID, 0u);
+}
+
+TEST_F(Damaged, ScalarArrayLongerThanItsEntryIsDropped) {
+    ModuleValues values;
+    values.samplesCount = 5;  // three are written
+    enginetestTypeClass* pModule = Load(values, false);
+    Messages errors = Errors(capture);
+    ASSERT_GE(errors.size(), 2u);
+    EXPECT_EQ(errors[0], "[ERROR] ReadBuffer failed, read 12 bytes, expected 20 bytes\n");
+    EXPECT_EQ(errors[1], "[ERROR] Failed to allocate samples\n");
+    EXPECT_EQ(pModule->samplesCount, 0u);
+    EXPECT_EQ(pModule->samples, nullptr);
+}
+
+TEST_F(Damaged, StructureArrayCountBeyondItsEntryAllocatesNothing) {
+    ModuleValues values;
+    values.regionsCount = 0x40000000;
+    enginetestTypeClass* pModule = Load(values, false);
+    Messages errors = Errors(capture);
+    ASSERT_GE(errors.size(), 1u);
+    // Each region takes 20 bytes packed: a shape word and two pairs of words.
+    EXPECT_EQ(errors[0],
+              "[ERROR] Failed to read 21474836480 bytes from binary file offset 0, length 40\n");
+    EXPECT_EQ(pModule->regionsCount, 0u);
+}
+
+TEST_F(Damaged, BadElementFailsTheArrayWhichUnloadStillFrees) {
+    ModuleValues values;
+    values.regions[1].labelPointer = 0;
+    enginetestTypeClass* pModule = Load(values, false);
+    Messages errors = Errors(capture);
+    ASSERT_GE(errors.size(), 2u);
+    EXPECT_EQ(errors[0].rfind("[ERROR] Find: Symbol table entry ID 0 out of range 1 - ", 0), 0u);
+    // The region's weights count is read by a scalar step of its own after the failure.
+    EXPECT_EQ(errors[1], kScalarFailure);
+    // The failed load was unloaded: the count stays, the memory is back.
+    EXPECT_EQ(pModule->regionsCount, 2u);
+    EXPECT_EQ(pModule->regions, nullptr);
+}
+
+TEST_F(Damaged, OptionalElementNeedsItsPointerEntryEvenWhenAbsent) {
+    ModuleValues absent;
+    absent.extraExists = 0;
+    enginetestTypeClass* pModule = Load(absent, true);
+    EXPECT_EQ(Errors(capture), Messages{});
+    EXPECT_EQ(pModule->extra.label, nullptr);
+    EXPECT_EQ(static_cast<uint32_t>(pModule->extra.shape), 0u);
+
+    absent.extraPointer = 0;
+    pModule = Load(absent, false);
+    EXPECT_EQ(pModule->extraExists, 0u);
+    EXPECT_EQ(pModule->levelExists, 0u);
+}
+
+}  // namespace
+}  // namespace engine_test

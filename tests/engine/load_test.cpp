@@ -1,0 +1,60 @@
+// Modules of every field kind written by the writer and loaded through the generated class,
+// packed and in 8-byte slots.
+#include <gtest/gtest.h>
+
+#include "engine_test_support.h"
+#include "log_capture.h"
+#include "module_values.h"
+
+namespace engine_test {
+namespace {
+
+class RoundTrip : public ::testing::TestWithParam<unsigned int> {};
+
+TEST_P(RoundTrip, EveryFieldKindLoadsAndUnloads) {
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(GetParam()));
+    ASSERT_EQ(builder.Alignment(), GetParam());
+    ModuleValues values;
+    WrittenIds ids;
+    std::vector<uint8_t> bytes = WriteModule(builder, values, &ids);
+    uint32_t moduleId = builder.AddModule("enginetest", kModuleVersion, 0, bytes);
+    LoadedBinary binary(builder);
+    ASSERT_TRUE(binary.Loaded());
+
+    enginetestTypeClass* pModule = binary.Create(moduleId);
+    ASSERT_NE(pModule, nullptr);
+    EXPECT_EQ(pModule->ModuleID, moduleId);
+    EXPECT_EQ(pModule->u32, 0u);
+    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+    EXPECT_EQ(Errors(capture), Messages{});
+    ExpectModule(*pModule, values, moduleId);
+    EXPECT_EQ(pModule->samplesID, ids.samples);
+    EXPECT_EQ(pModule->regionsID, ids.regions);
+    EXPECT_EQ(pModule->GetModified(), 1u);
+
+    // A second load of a loaded module does nothing and counts nothing.
+    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+    EXPECT_EQ(pModule->Modified, 1u);
+
+    // Unloading gives back the memory and keeps the scalars, counts and exists words.
+    pModule->UnloadModule();
+    EXPECT_FALSE(pModule->Loaded);
+    EXPECT_EQ(pModule->name, nullptr);
+    EXPECT_EQ(pModule->samples, nullptr);
+    EXPECT_EQ(pModule->regions, nullptr);
+    EXPECT_EQ(pModule->extra.label, nullptr);
+    EXPECT_EQ(pModule->extra.weights, nullptr);
+    EXPECT_EQ(pModule->regionsCount, 2u);
+    EXPECT_EQ(pModule->u64, values.u64);
+
+    // Loading again after an unload reads everything anew.
+    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+    ExpectModule(*pModule, values, moduleId);
+    EXPECT_EQ(pModule->Modified, 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Alignment, RoundTrip, ::testing::Values(1u, 8u));
+
+}  // namespace
+}  // namespace engine_test

@@ -1,0 +1,119 @@
+// The generated module class: creation from its prototype, finding its entry, and sharing of
+// duplicate values between modules.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "engine_test_support.h"
+#include "log_capture.h"
+#include "module_values.h"
+
+namespace engine_test {
+namespace {
+
+TEST(ModuleClass, CreateChecksVersionThenNameAndSharesInstancesById) {
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
+    uint32_t first = builder.AddModule("enginetest", kModuleVersion, 0, {});
+    uint32_t copy = builder.AddSymbol({"enginetest", kModuleVersion, 0, {}, first, {}});
+    uint32_t newer = builder.AddModule("enginetest", {1, 0, 1}, 0, {});
+    uint32_t other = builder.AddModule("other", kModuleVersion, 0, {});
+    uint32_t otherNewer = builder.AddModule("other", {2, 0, 0}, 0, {});
+    LoadedBinary binary(builder);
+    ASSERT_TRUE(binary.Loaded());
+
+    enginetestTypeClass* pFirst = binary.Create(first);
+    ASSERT_NE(pFirst, nullptr);
+    EXPECT_STREQ(pFirst->Name, "enginetest");
+    EXPECT_EQ(pFirst->ModuleID, first);
+    EXPECT_EQ(binary.Create(first), pFirst);
+    EXPECT_EQ(binary.Create(copy), pFirst);
+
+    capture.Clear();
+    EXPECT_EQ(binary.Create(newer), nullptr);
+    EXPECT_EQ(binary.Create(other), nullptr);
+    EXPECT_EQ(binary.Create(otherNewer), nullptr);
+    EXPECT_EQ(Errors(capture),
+              (Messages{"[ERROR] Unable to create enginetestTypeClass, binary version "
+                        "(4294967297) does not match source version (1)\n",
+                        "[ERROR] Unable to create enginetestTypeClass, binary name (other) does "
+                        "not match source name (enginetest)\n",
+                        "[ERROR] Unable to create enginetestTypeClass, binary version (2) does "
+                        "not match source version (1)\n"}));
+
+    const std::string twin = "enginetest_twin";
+    EXPECT_NE(enginetestTypeClass::GetName(twin.c_str()), twin.c_str());
+    EXPECT_STREQ(enginetestTypeClass::GetName(twin.c_str()), "enginetest_twin");
+    const char* pUnknown = "enginetest_unknown";
+    EXPECT_EQ(enginetestTypeClass::GetName(pUnknown), pUnknown);
+}
+
+TEST(ModuleClass, LoadFindsTheEntryByTheLowerBitsOfModuleId) {
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
+    ModuleValues values;
+    uint32_t id = builder.AddModule("enginetest", kModuleVersion, 0, WriteModule(builder, values));
+    LoadedBinary binary(builder);
+    enginetestTypeClass* pModule = binary.Create(id);
+    ASSERT_NE(pModule, nullptr);
+
+    // A change generation in the top byte does not hide the entry.
+    pModule->ModuleID |= 0x05000000;
+    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+    ExpectModule(*pModule, values, id);
+    EXPECT_EQ(pModule->ModuleID >> 24, 5u);
+    pModule->UnloadModule();
+
+    pModule->ModuleID = 0x999;
+    capture.Clear();
+    EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
+    Messages errors = Errors(capture);
+    ASSERT_EQ(errors.size(), 2u);
+    EXPECT_EQ(errors[1],
+              "[ERROR] enginetestTypeClass::LoadModule Failed to find module ID (2457) in Symbol "
+              "Table\n");
+    EXPECT_FALSE(pModule->Loaded);
+    EXPECT_EQ(pModule->Modified, 2u);
+}
+
+TEST(ModuleClass, DuplicateArraysAreSharedAndFreedByTheirLastHolder) {
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
+    ModuleValues values;
+    WrittenIds ids;
+    uint32_t first = builder.AddModule("enginetest", kModuleVersion, 0,
+                                       WriteModule(builder, values, &ids));
+    ModuleValues copy = values;
+    copy.samplesDuplicateOf = ids.samples;
+    copy.regionsDuplicateOf = ids.regions;
+    uint32_t second = builder.AddModule("enginetest", kModuleVersion, 0,
+                                        WriteModule(builder, copy));
+    LoadedBinary binary(builder);
+    enginetestTypeClass* pFirst = binary.Create(first);
+    enginetestTypeClass* pSecond = binary.Create(second);
+    ASSERT_NE(pFirst, nullptr);
+    ASSERT_NE(pSecond, nullptr);
+    ASSERT_NE(pFirst, pSecond);
+    ASSERT_TRUE(pFirst->LoadModule(&binary.Table()));
+    ASSERT_TRUE(pSecond->LoadModule(&binary.Table()));
+
+    EXPECT_EQ(pFirst->regions, pSecond->regions);
+    // Scalar arrays are never entered as duplicates: each module has its own copy.
+    EXPECT_NE(pFirst->samples, pSecond->samples);
+    ExpectModule(*pSecond, values, second);
+
+    // The shared array outlives its first holder; the memory of its elements does not.
+    pFirst->UnloadModule();
+    ASSERT_NE(pSecond->regions, nullptr);
+    EXPECT_EQ(pSecond->regionsCount, 2u);
+    EXPECT_EQ(static_cast<uint32_t>(pSecond->regions[0].shape), 7u);
+    EXPECT_EQ(pSecond->regions[0].label, nullptr);
+    EXPECT_EQ(pSecond->regions[0].weights, nullptr);
+    EXPECT_EQ(pSecond->regions[0].weightsCount, 3u);
+
+    // The last holder frees it, once: the sanitizers see a leak or a double free otherwise.
+    pSecond->UnloadModule();
+    EXPECT_EQ(pSecond->regions, nullptr);
+}
+
+}  // namespace
+}  // namespace engine_test
