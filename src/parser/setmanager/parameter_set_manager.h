@@ -306,8 +306,8 @@ private:
     bool ReloadChangedFile();
     // The module of GetValue, SetValue and GetInfo: the part of `pModuleSpec` before its
     // first dot names it; `pRest` receives what stands behind that dot.
-    ParameterModule* FindSpecModule(const TuningMode* pBranch, unsigned int count,
-                                    const char* pModuleSpec, char* pRest, unsigned int restSize);
+    ParameterModule* FindNamedModule(const TuningMode* pBranch, unsigned int count,
+                                     const char* pModuleSpec, char* pRest, unsigned int restSize);
     bool WriteFieldValues(ParameterModule* pModule, const char* pRest, char* pValue,
                           unsigned int size);
     // Taking the modules of an update set over. The running set owns each module once:

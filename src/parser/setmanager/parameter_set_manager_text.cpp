@@ -1,5 +1,5 @@
 // The text interface of the live tuning service: values and field descriptions of a module
-// named by a mode path and a module specification ("module.field.path").
+// named by a mode path and a module text such as "module.field.path".
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -96,9 +96,9 @@ bool ParameterSetManager::GetInfo(const char* pModePath, const char* pModuleSpec
     return GetInfo(steps.data(), static_cast<unsigned int>(steps.size()), pModuleSpec, info);
 }
 
-ParameterModule* ParameterSetManager::FindSpecModule(const TuningMode* pBranch, unsigned int count,
-                                                     const char* pModuleSpec, char* pRest,
-                                                     unsigned int restSize) {
+ParameterModule* ParameterSetManager::FindNamedModule(const TuningMode* pBranch,
+                                                      unsigned int count, const char* pModuleSpec,
+                                                      char* pRest, unsigned int restSize) {
     char name[kModuleNameSize] = "";
     const char* pDot = std::strchr(pModuleSpec, '.');
     const size_t nameLength = pDot != nullptr ? static_cast<size_t>(pDot - pModuleSpec)
@@ -123,7 +123,7 @@ bool ParameterSetManager::GetValue(const TuningMode* pBranch, unsigned int count
     pValue[0] = '\0';
     ParameterMutexLock dataLock(&m_dataLock, true);
     char rest[kFieldPathSize];
-    ParameterModule* pModule = FindSpecModule(pBranch, count, pModuleSpec, rest, sizeof(rest));
+    ParameterModule* pModule = FindNamedModule(pBranch, count, pModuleSpec, rest, sizeof(rest));
     if (pModule == nullptr) {
         return false;
     }
@@ -184,8 +184,8 @@ bool ParameterSetManager::WriteFieldValues(ParameterModule* pModule, const char*
         } else {
             Zyra::OsUtils::StrLCpy(path, pRest, sizeof(path));
         }
-        writer << (first ? "" : ";") << (record.Name != nullptr ? record.Name : LastComponent(pRest))
-               << "=";
+        const char* pLabel = record.Name != nullptr ? record.Name : LastComponent(pRest);
+        writer << (first ? "" : ";") << pLabel << "=";
         first = false;
         char value[kFieldValueSize];
         const unsigned int elements = record.IsArray ? record.Count : 1;
@@ -214,7 +214,7 @@ bool ParameterSetManager::SetValue(const TuningMode* pBranch, unsigned int count
     }
     ParameterMutexLock dataLock(&m_dataLock, true);
     char rest[kFieldPathSize];
-    ParameterModule* pModule = FindSpecModule(pBranch, count, pModuleSpec, rest, sizeof(rest));
+    ParameterModule* pModule = FindNamedModule(pBranch, count, pModuleSpec, rest, sizeof(rest));
     if (pModule == nullptr) {
         return false;
     }
@@ -250,7 +250,8 @@ bool ParameterSetManager::GetInfo(const TuningMode* pBranch, unsigned int count,
     ParameterMutexLock dataLock(&m_dataLock, true);
     if (pModuleSpec != nullptr) {
         char rest[kFieldPathSize];
-        ParameterModule* pModule = FindSpecModule(pBranch, count, pModuleSpec, rest, sizeof(rest));
+        ParameterModule* pModule =
+            FindNamedModule(pBranch, count, pModuleSpec, rest, sizeof(rest));
         if (pModule == nullptr) {
             return false;
         }

@@ -94,7 +94,8 @@ TEST(SetManagerReplace, RefusalsLeaveTheRunningSetAsItWas) {
     TestSetManager empty;
     RegisterTree(empty);
     EXPECT_FALSE(empty.UpdateBinaryParameters(update.data(), update.size()));
-    EXPECT_STREQ(empty.GetError(), "UpdateBinaryParameters failed, original parameter load is invalid");
+    EXPECT_STREQ(empty.GetError(),
+                 "UpdateBinaryParameters failed, original parameter load is invalid");
 
     TestSetManager manager;
     RegisterTree(manager);

@@ -1,5 +1,5 @@
 // The text interface of the live tuning service: values read and set by mode path, module
-// specification and field names, and field descriptions.
+// name with field path, and field names, and field descriptions.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -27,10 +27,10 @@ std::vector<uint8_t> Tree() {
     return builder.Build();
 }
 
-std::string Value(TestSetManager& manager, const char* pPath, const char* pSpec,
+std::string Value(TestSetManager& manager, const char* pPath, const char* pModule,
                   const char* pNames, bool expected = true) {
     char text[256] = "stale";
-    EXPECT_EQ(manager.GetValue(pPath, pSpec, pNames, text, sizeof(text)), expected);
+    EXPECT_EQ(manager.GetValue(pPath, pModule, pNames, text, sizeof(text)), expected);
     return text;
 }
 
@@ -72,7 +72,7 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
         EXPECT_FALSE(manager.SetValue("0.0", "abc", "value", nullptr));
         EXPECT_EQ(manager.ValueSetCount(), 1u);
 
-        // Without a specification the root's modules are listed with their owning paths.
+        // Without a module the root's modules are listed with their owning paths.
         PList<ParameterParserInfo> info;
         ASSERT_TRUE(manager.GetInfo(pBlend, nullptr, info));
         ASSERT_EQ(info.Count(), 2u);
