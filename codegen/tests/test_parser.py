@@ -31,6 +31,8 @@ struct topType
   ctrl    struct reservedID
     level UInt8
   end
+  depth   UInt32 memory
+  next    topType counted
 end
 """
 
@@ -51,7 +53,9 @@ class SoundSchema(unittest.TestCase):
         top = ns.modules[0].top
         fields = {f.name: f for f in top.fields}
         self.assertEqual(list(fields), ["gain", "mode", "pick", "label", "grid", "curve_tab",
-                                        "points", "spot", "ctrl"])
+                                        "points", "spot", "ctrl", "depth", "next"])
+        self.assertEqual(fields["depth"].shape, "memory")
+        self.assertIs(fields["next"].element, top)
         self.assertEqual(fields["gain"].element, Scalar("Int32", True))
         self.assertEqual(fields["gain"].element.cpp_type, "float")
         self.assertIsInstance(fields["label"].element, String)
@@ -92,6 +96,8 @@ class Refusals(unittest.TestCase):
         ("a structure without end", "struct topType\n  a UInt8\n", 7),
         ("an array of strings", "struct topType\n  a String [2]\nend\n", 7),
         ("a module of an unknown structure", "struct otherType\n  a UInt8\nend\n", 3),
+        ("a structure holding itself in line", "struct topType\n  a topType\nend\n", 7),
+        ("a memory word that is an array", "struct topType\n  a UInt32 [2] memory\nend\n", 7),
     ]
 
     def test_each_mistake_names_its_line(self):

@@ -49,6 +49,8 @@ class _SourceWriter:
             site = self.next_site
             self.next_site += 1
             return f"CountedField({name}, {_element(field)}, {at}, {words}, {site})"
+        if field.shape == "memory":
+            return f"MemoryField({name}, {_element(field)}, {at})"
         if not field.dims:
             return f"InlineField({name}, {_element(field)}, {at})"
         dims_name = f"kDims_{structure.ident}_{field.name}"
@@ -157,6 +159,10 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
         f'constexpr char kSiteSource[] = "{namespace.name}";',
         "",
     ]
+    # Declared ahead, so that a structure can point to itself.
+    lines += [f"extern const StructDescriptor kStruct_{s.ident};"
+              for s in namespace.all_structures()]
+    lines.append("")
     for enum in namespace.all_enums():
         lines += _enum_table(enum)
     for structure in namespace.all_structures():

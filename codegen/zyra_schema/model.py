@@ -58,7 +58,8 @@ class Enum:
 class Field:
     name: str
     element: Union[Scalar, String, Enum, "Structure"]
-    # "single", "counted" or "optional".
+    # "single", "counted", "optional", or "memory" for a word that no file holds and that
+    # Load clears.
     shape: str = "single"
     dims: List[int] = field(default_factory=list)
     line: int = 0
@@ -71,7 +72,8 @@ class Field:
         return total
 
 
-@dataclass
+# Compared and shown by identity: a structure may hold itself.
+@dataclass(eq=False, repr=False)
 class Structure:
     name: str
     parent: Optional["Structure"] = None

@@ -15,7 +15,7 @@ IDENTIFIER = re.compile(r"^[A-Za-z_][A-Za-z0-9_]*$")
 DIMENSION = re.compile(r"^\[([1-9][0-9]*)\]$")
 VERSION = re.compile(r"^([0-9]+)\.([0-9]+)\.([0-9]+)$")
 RANGE = re.compile(r"^([0-9]+)(?:-([0-9]+))?$")
-SHAPES = ("counted", "optional", "tab")
+SHAPES = ("counted", "optional", "tab", "memory")
 UINT32_MAX = 0xFFFFFFFF
 
 
@@ -175,6 +175,11 @@ class _Parser:
             element = Structure(f"{name}Struct", structure, reserved, line=line)
             self.parse_body(element)
             structure.nested.append(element)
+        elif type_word == structure.name:
+            # A structure holds itself only through a pointer: a tree of nodes.
+            if shape != "counted":
+                raise self.error(line, f"'{name}' holds its own structure, so it is counted")
+            element = structure
         else:
             element = self.resolve(line, type_word, structure)
         if held_as_float and not (isinstance(element, Scalar)
@@ -184,6 +189,8 @@ class _Parser:
             element = Scalar(element.word, held_as_float)
         if isinstance(element, String) and (dims or shape != "single"):
             raise self.error(line, "a String stands alone")
+        if shape == "memory" and (dims or not isinstance(element, Scalar)):
+            raise self.error(line, "a memory word is a single scalar")
 
         if shape == "tab":
             if not (isinstance(element, Scalar) and len(dims) >= 1 and name.endswith("_tab")

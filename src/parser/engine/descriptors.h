@@ -82,6 +82,8 @@ enum class FieldKind : uint8_t {
     Counted,
     // <name>Exists, <name>ID and the element in line; its value lies in another entry.
     Optional,
+    // A scalar that no file holds, cleared by Load.
+    Memory,
 };
 
 struct FieldDescriptor {
@@ -159,6 +161,10 @@ constexpr FieldDescriptor OptionalField(const char* name, ElementType element, u
                                         uint32_t existsOffset, uint32_t idOffset) {
     return FieldDescriptor{name, FieldKind::Optional, element, offset, existsOffset, idOffset, 1,
                            nullptr, 0, 0};
+}
+
+constexpr FieldDescriptor MemoryField(const char* name, ElementType element, uint32_t offset) {
+    return FieldDescriptor{name, FieldKind::Memory, element, offset, 0, 0, 1, nullptr, 0, 0};
 }
 
 }  // namespace ParameterEngine

@@ -33,6 +33,7 @@ inline void ClearField(const FieldDescriptor& field, unsigned char* pBase) {
     switch (field.kind) {
         case FieldKind::Inline:
         case FieldKind::ScalarBlock:
+        case FieldKind::Memory:
             std::memset(pBase + field.offset, 0, field.count * ElementSize(field.element));
             break;
         case FieldKind::String:

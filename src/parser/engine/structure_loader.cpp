@@ -110,6 +110,8 @@ uint64_t FileBytes(const StructDescriptor& type, unsigned char alignment) {
                 total += ParameterUtils::AlignUp(
                     uint64_t{field.count} * WidthOf(field.element.scalar), alignment);
                 break;
+            case FieldKind::Memory:
+                break;
             default:  // a word, then the ID of the entry that holds the rest
                 total += 2 * BinaryValue::Slot(4, alignment);
                 break;
@@ -135,6 +137,23 @@ void LogAllocationFailure(const Entry& entry, const FieldDescriptor& field) {
     ParameterLogging::Write(LoggerOf(&entry), ParameterLogging::Error, __FILE__, __LINE__,
                             "Failed to allocate %s\n", field.name);
 }
+
+// Counts the counted arrays of structures being filled on this thread. A structure that holds
+// itself (a tree) recurses as deep as its data, and a damaged pointer can make that a loop.
+class NestingGuard {
+public:
+    static constexpr unsigned int kLimit = 64;
+    NestingGuard() { ++s_depth; }
+    ~NestingGuard() { --s_depth; }
+    NestingGuard(const NestingGuard&) = delete;
+    NestingGuard& operator=(const NestingGuard&) = delete;
+    bool Allowed() const { return s_depth <= kLimit; }
+
+private:
+    static thread_local unsigned int s_depth;
+};
+
+thread_local unsigned int NestingGuard::s_depth = 0;
 
 bool ReadPointer(Entry& parent, Entry& child, unsigned char alignment) {
     ParameterFileSymbolTable* pTable = parent.GetTable();
@@ -170,6 +189,13 @@ bool FillScalarArray(const FieldDescriptor& field, Entry& child, uint32_t* pCoun
 // the child where one exists, else allocated and offered for sharing before they load.
 bool FillElements(const FieldDescriptor& field, const char* pSiteSource, Entry& child,
                   uint32_t* pCount, unsigned char* pBase, unsigned char alignment) {
+    NestingGuard nesting;
+    if (!nesting.Allowed()) {
+        ParameterLogging::Write(LoggerOf(&child), ParameterLogging::Error, __FILE__, __LINE__,
+                                "Counted array %s nested deeper than %u levels\n", field.name,
+                                NestingGuard::kLimit);
+        return false;
+    }
     uint64_t bytes = *pCount * FileBytes(field.element, alignment);
     if (bytes > Remaining(child)) {
         BinaryValue::LogShortRead(bytes, child.GetPosition(), child.GetLength(),
@@ -301,6 +327,8 @@ bool Load(const StructDescriptor& descriptor, void* pStructure,
                 break;
             case FieldKind::Optional:
                 result = LoadOptional(result, field, pBase, pEntry, alignment);
+                break;
+            case FieldKind::Memory:
                 break;
         }
     }

@@ -58,6 +58,7 @@ void Unload(const StructDescriptor& descriptor, void* pStructure,
                 break;
             }
             case FieldKind::ScalarBlock:
+            case FieldKind::Memory:
                 break;
         }
     }
