@@ -33,15 +33,16 @@ inline Messages Errors(const zyra_test::LogCapture& capture) {
     return symbol_table_test::Lines(capture, "[ERROR]");
 }
 
-// Symbol table and modules of a finished binary. Instances come from the class's prototype
-// through its DefaultModule, as the set manager makes them.
-class LoadedBinary {
+// Symbol table and modules of a finished binary. Instances come from the prototype of `Class`
+// registered as `pName`, through its DefaultModule, as the set manager makes them.
+template <typename Class>
+class LoadedBinaryOf {
 public:
-    explicit LoadedBinary(const binwriter::TuningBinaryBuilder& builder)
+    LoadedBinaryOf(const binwriter::TuningBinaryBuilder& builder, const char* pName)
         : m_format(builder.FormatVersion()),
           m_bytes(builder.Build()),
           m_table(&m_setManager, VersionUnion(m_format.Word())),
-          m_default(new enginetestTypeClass("enginetest")) {
+          m_default(new Class(pName)) {
         m_loaded = symbol_table_test::LoadTable(m_table, m_bytes, m_format, &m_modes);
         PList<ModuleData*>& modules = m_table.GetModules();
         for (uint32_t i = 0; i < modules.Count(); ++i) {
@@ -64,9 +65,8 @@ public:
         return nullptr;
     }
 
-    enginetestTypeClass* Create(uint32_t id) {
-        return static_cast<enginetestTypeClass*>(
-            m_default.Prototype->Create(Data(id), &m_default));
+    Class* Create(uint32_t id) {
+        return static_cast<Class*>(m_default.Prototype->Create(Data(id), &m_default));
     }
 
 private:
@@ -78,6 +78,12 @@ private:
     bool m_loaded = false;
     // Declared last: its instances unload through the table while it still stands.
     DefaultModule m_default;
+};
+
+class LoadedBinary : public LoadedBinaryOf<enginetestTypeClass> {
+public:
+    explicit LoadedBinary(const binwriter::TuningBinaryBuilder& builder)
+        : LoadedBinaryOf(builder, "enginetest") {}
 };
 
 }  // namespace engine_test
