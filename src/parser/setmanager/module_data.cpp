@@ -5,6 +5,7 @@
 #include "parser/foundation/parameter_logging.h"
 #include "parser/foundation/parser_alloc_category.h"
 #include "parser/foundation/parser_object.h"
+#include "parser/foundation/parser_text.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/mode_table.h"
 #include "parser/setmanager/parameter_set_manager.h"
@@ -21,16 +22,6 @@ constexpr size_t kPrefixLength = sizeof(kPrefix) - 1;
 // A type too long for the binary keeps its head and its tail around a dash.
 constexpr size_t kTypeHead = 8;
 constexpr size_t kTypeTail = ModuleData::kTypeLength - kTypeHead - 1;
-
-// A private copy of `pText`, or null when memory runs out.
-char* CopyText(const char* pText) {
-    size_t length = std::strlen(pText);
-    auto* pCopy = static_cast<char*>(ZyraCalloc(length + 1, 1, kParserAllocCategory));
-    if (pCopy != nullptr) {
-        std::memcpy(pCopy, pText, length);
-    }
-    return pCopy;
-}
 
 }  // namespace
 
@@ -69,8 +60,8 @@ ModuleData::ModuleData(unsigned int id, unsigned int duplicateId, IModeTable* pM
         ParameterLogging::Write(pLogging, ParameterLogging::Error, __FILE__, __LINE__,
                                 "ModuleData called with nullptr type parameter");
     }
-    Type = CopyText(pType != nullptr ? pType : "");
-    ModulePath = CopyText(path);
+    Type = ParserCopyText(pType != nullptr ? pType : "");
+    ModulePath = ParserCopyText(path);
 }
 
 ModuleData::~ModuleData() {

@@ -1,31 +1,18 @@
 #include "parser/setmanager/parameter_module.h"
 
-#include <cstring>
 #include <new>
 
 #include "parser/foundation/parameter_logging.h"
 #include "parser/foundation/parameter_mutex_lock.h"
 #include "parser/foundation/parser_alloc_category.h"
+#include "parser/foundation/parser_text.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_set_manager.h"
 #include "zyra/memory.h"
 
-namespace {
-
-char* CopyOf(const char* pText) {
-    size_t length = std::strlen(pText);
-    auto* pCopy = static_cast<char*>(ZyraCalloc(length + 1, 1, kParserAllocCategory));
-    if (pCopy != nullptr) {
-        std::memcpy(pCopy, pText, length);
-    }
-    return pCopy;
-}
-
-}  // namespace
-
 ParameterModule::ParameterModule(const char* pName, const VersionUnion& version, ModuleData* pData)
-    : Name(CopyOf(pName != nullptr ? pName : "")),
+    : Name(ParserCopyText(pName != nullptr ? pName : "")),
       Type(static_cast<char*>(ZyraCalloc(ModuleData::kTypeLength + 1, 1, kParserAllocCategory))),
       Version(version),
       Data(pData),
