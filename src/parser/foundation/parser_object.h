@@ -9,6 +9,15 @@
 #include "parser/foundation/parser_alloc_category.h"
 #include "zyra/memory.h"
 
+// Memory for a class's own operator new: zeroed, and std::bad_alloc when it runs out.
+inline void* ParserAllocate(size_t size) {
+    void* pMemory = ZyraCalloc(1, size, kParserAllocCategory);
+    if (pMemory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return pMemory;
+}
+
 // A new T built from `args`, or null when memory runs out.
 template <typename T, typename... Args>
 T* ParserNew(Args&&... args) {

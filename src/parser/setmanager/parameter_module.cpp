@@ -5,6 +5,7 @@
 #include "parser/foundation/parameter_logging.h"
 #include "parser/foundation/parameter_mutex_lock.h"
 #include "parser/foundation/parser_alloc_category.h"
+#include "parser/foundation/parser_object.h"
 #include "parser/foundation/parser_text.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/module_data.h"
@@ -35,13 +36,7 @@ ParameterModule::~ParameterModule() {
     ZyraFree(Type);
 }
 
-void* ParameterModule::operator new(size_t size) {
-    void* pMemory = ZyraCalloc(1, size, kParserAllocCategory);
-    if (pMemory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return pMemory;
-}
+void* ParameterModule::operator new(size_t size) { return ParserAllocate(size); }
 
 void* ParameterModule::operator new(size_t size, const std::nothrow_t&) noexcept {
     return ZyraCalloc(1, size, kParserAllocCategory);

@@ -28,13 +28,7 @@ ParameterSetManager::~ParameterSetManager() {
     m_updateSets.clear();
 }
 
-void* ParameterSetManager::operator new(size_t size) {
-    void* pMemory = ZyraCalloc(1, size, kParserAllocCategory);
-    if (pMemory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return pMemory;
-}
+void* ParameterSetManager::operator new(size_t size) { return ParserAllocate(size); }
 
 void* ParameterSetManager::operator new(size_t size, const std::nothrow_t&) noexcept {
     return ZyraCalloc(1, size, kParserAllocCategory);
