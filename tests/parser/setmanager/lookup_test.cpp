@@ -14,44 +14,8 @@
 namespace setmanager_test {
 namespace {
 
-using binwriter::SymbolEntry;
 using binwriter::TuningBinaryBuilder;
 using Texts = std::vector<std::string>;
-
-// Default "abc"; Usecase.Preview "def" and "dup"; Feature2.MFNRBlend below Preview "abc";
-// Feature2.MFNRPostFilter below that "ghi"; Usecase.Video linked to Preview; Usecase.Snapshot
-// sharing Preview's "dup". Values are `base` plus 11, 22, 33, 44, 55.
-std::vector<uint8_t> Tree(uint32_t base = 0) {
-    TuningBinaryBuilder builder({5, 0, 0});
-    builder.AddMode(Record(0, 0));
-    builder.AddMode(Record(2, 0, 0));
-    builder.AddMode(Record(4, 4, 1));
-    builder.AddMode(Record(4, 5, 2));
-    builder.AddMode(Record(2, 2, 0, 1));
-    builder.AddMode(Record(2, 1, 0));
-    builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(base + 11));
-    builder.AddModule("abc", {1, 2, 3}, 2, ValueBytes(base + 22));
-    builder.AddModule("def", {4, 5, 6}, 1, ValueBytes(base + 33));
-    builder.AddModule("ghi", {1, 0, 0}, 3, ValueBytes(base + 44));
-    const uint32_t dup = builder.AddModule("dup", {1, 0, 0}, 1, ValueBytes(base + 55));
-    SymbolEntry shared;
-    shared.name = "dup";
-    shared.version = {1, 0, 0};
-    shared.mode = 5;
-    shared.data = ValueBytes(base + 55);
-    shared.duplicateId = dup;
-    builder.AddSymbol(shared);
-    return builder.Build();
-}
-
-void RegisterTree(TestSetManager& manager) {
-    manager.Register("abc", {1, 2, 3});
-    manager.Register("def", {4, 5, 6});
-    manager.Register("ghi", {1, 0, 0});
-    manager.Register("dup", {1, 0, 0});
-}
-
-std::string AsText(const std::vector<uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
 
 int64_t ValueAt(TestSetManager& manager, const char* pName, const char* pPath) {
     TestModule* pModule = Get(manager, pName, pPath);

@@ -9,48 +9,12 @@
 namespace setmanager_test {
 namespace {
 
-using binwriter::SymbolEntry;
-using binwriter::TuningBinaryBuilder;
 using Texts = std::vector<std::string>;
-
-// Default "abc"; Usecase.Preview "def" and "dup", with Feature2.MFNRBlend below it holding
-// "abc"; Usecase.Snapshot sharing Preview's "dup". Values are `base` plus 11, 22, 33, 55.
-// `extra` adds a module "ghi" to Preview.
-std::vector<uint8_t> Tree(uint32_t base, bool extra = false) {
-    TuningBinaryBuilder builder({5, 0, 0});
-    builder.AddMode(Record(0, 0));
-    builder.AddMode(Record(2, 0, 0));
-    builder.AddMode(Record(4, 4, 1));
-    builder.AddMode(Record(2, 1, 0));
-    builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(base + 11));
-    builder.AddModule("abc", {1, 2, 3}, 2, ValueBytes(base + 22));
-    builder.AddModule("def", {4, 5, 6}, 1, ValueBytes(base + 33));
-    const uint32_t dup = builder.AddModule("dup", {1, 0, 0}, 1, ValueBytes(base + 55));
-    SymbolEntry shared;
-    shared.name = "dup";
-    shared.version = {1, 0, 0};
-    shared.mode = 3;
-    shared.data = ValueBytes(base + 55);
-    shared.duplicateId = dup;
-    builder.AddSymbol(shared);
-    if (extra) {
-        builder.AddModule("ghi", {1, 0, 0}, 1, ValueBytes(base + 44));
-    }
-    return builder.Build();
-}
-
-void RegisterTree(TestSetManager& manager) {
-    manager.Register("abc", {1, 2, 3});
-    manager.Register("def", {4, 5, 6});
-    manager.Register("ghi", {1, 0, 0});
-    manager.Register("dup", {1, 0, 0});
-}
 
 TEST(SetManagerReplace, UpdateTakesTheNewValuesWhileHeldModulesStayReadable) {
     zyra_test::TempDir dir;
     std::vector<uint8_t> original = Tree(0);
-    const std::string path =
-        dir.Write("tree.bin", std::string(original.begin(), original.end()));
+    const std::string path = dir.Write("tree.bin", AsText(original));
     for (const bool onDemand : {false, true}) {
         SCOPED_TRACE(onDemand);
         TestSetManager manager;

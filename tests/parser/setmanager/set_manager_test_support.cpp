@@ -176,4 +176,34 @@ std::vector<std::string> Errors(const zyra_test::LogCapture& capture) {
     return errors;
 }
 
+std::vector<uint8_t> Tree(uint32_t base, bool extraGhi) {
+    binwriter::TuningBinaryBuilder builder({5, 0, 0});
+    builder.AddMode(Record(0, 0));
+    builder.AddMode(Record(2, 0, 0));
+    builder.AddMode(Record(4, 4, 1));
+    builder.AddMode(Record(4, 5, 2));
+    builder.AddMode(Record(2, 2, 0, 1));
+    builder.AddMode(Record(2, 1, 0));
+    builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(base + 11));
+    builder.AddModule("abc", {1, 2, 3}, 2, ValueBytes(base + 22));
+    builder.AddModule("def", {4, 5, 6}, 1, ValueBytes(base + 33));
+    builder.AddModule("ghi", {1, 0, 0}, 3, ValueBytes(base + 44));
+    const uint32_t dup = builder.AddModule("dup", {1, 0, 0}, 1, ValueBytes(base + 55));
+    binwriter::SymbolEntry shared{"dup", {1, 0, 0}, 5, ValueBytes(base + 55), dup, {}};
+    builder.AddSymbol(shared);
+    if (extraGhi) {
+        builder.AddModule("ghi", {1, 0, 0}, 1, ValueBytes(base + 44));
+    }
+    return builder.Build();
+}
+
+void RegisterTree(TestSetManager& manager) {
+    manager.Register("abc", {1, 2, 3});
+    manager.Register("def", {4, 5, 6});
+    manager.Register("ghi", {1, 0, 0});
+    manager.Register("dup", {1, 0, 0});
+}
+
+std::string AsText(const std::vector<uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
+
 }  // namespace setmanager_test

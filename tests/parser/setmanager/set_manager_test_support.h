@@ -95,4 +95,15 @@ std::vector<std::string> Messages(const zyra_test::LogCapture& capture);
 // The same lines, only those at error level.
 std::vector<std::string> Errors(const zyra_test::LogCapture& capture);
 
+// Default "abc"; Usecase.Preview "def" and "dup"; Feature2.MFNRBlend below Preview "abc";
+// Feature2.MFNRPostFilter below that "ghi"; Usecase.Video linked to Preview; Usecase.Snapshot
+// sharing Preview's "dup". Values are `base` plus 11, 22, 33, 44, 55. `extraGhi` adds "ghi"
+// to Preview as well.
+std::vector<uint8_t> Tree(uint32_t base = 0, bool extraGhi = false);
+
+// Registers the module types of Tree().
+void RegisterTree(TestSetManager& manager);
+
+std::string AsText(const std::vector<uint8_t>& bytes);
+
 }  // namespace setmanager_test
