@@ -14,6 +14,7 @@
 #include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_set_manager.h"
+#include "parser/setmanager/set_manager_log.h"
 #include "zyra/memory.h"
 #include "zyra/os_utils.h"
 
@@ -45,11 +46,6 @@ unsigned char AlignmentOf(const VersionUnion& version) {
 }
 
 }  // namespace
-
-#define LOG_ERROR(...) \
-    ParameterLogging::Write(this, ParameterLogging::Error, __FILE__, __LINE__, __VA_ARGS__)
-#define LOG_DEBUG(...) \
-    ParameterLogging::Write(this, ParameterLogging::Debug, __FILE__, __LINE__, __VA_ARGS__)
 
 bool ParameterSetManager::ReadHeader(unsigned char* pBuffer, unsigned int length,
                                      unsigned int* pPosition, unsigned int* pSectionTableOffset,

@@ -11,6 +11,7 @@
 #include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_set_manager.h"
+#include "parser/setmanager/set_manager_log.h"
 
 namespace {
 
@@ -34,11 +35,6 @@ bool IsLocalTo(const ParameterModule* pModule, const ModeEntry* pMode) {
 }
 
 }  // namespace
-
-#define LOG_ERROR(...) \
-    ParameterLogging::Write(this, ParameterLogging::Error, __FILE__, __LINE__, __VA_ARGS__)
-#define LOG_DEBUG(...) \
-    ParameterLogging::Write(this, ParameterLogging::Debug, __FILE__, __LINE__, __VA_ARGS__)
 
 bool ParameterSetManager::LoadModules(ModeEntry* pMode, bool load, const char* pName,
                                       const TuningMode* pBranch, unsigned int count,

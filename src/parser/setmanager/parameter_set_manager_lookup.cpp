@@ -10,6 +10,7 @@
 #include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_set_manager.h"
+#include "parser/setmanager/set_manager_log.h"
 
 namespace {
 
@@ -21,11 +22,6 @@ bool StartsAtDefault(const TuningMode* pBranch) {
 }
 
 }  // namespace
-
-#define LOG_ERROR(...) \
-    ParameterLogging::Write(this, ParameterLogging::Error, __FILE__, __LINE__, __VA_ARGS__)
-#define LOG_WARNING(...) \
-    ParameterLogging::Write(this, ParameterLogging::Warning, __FILE__, __LINE__, __VA_ARGS__)
 
 ParameterModule* ParameterSetManager::GetModule(const char* pName, const TuningMode* pBranch,
                                                 unsigned int count, ParameterModule* pPrevious) {

@@ -14,6 +14,7 @@
 #include "parser/setmanager/binary_field_reader.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/parameter_set_manager.h"
+#include "parser/setmanager/set_manager_log.h"
 #include "zyra/memory.h"
 #include "zyra/os_utils.h"
 
@@ -86,11 +87,6 @@ private:
 };
 
 }  // namespace
-
-#define LOG_ERROR(...) \
-    ParameterLogging::Write(this, ParameterLogging::Error, __FILE__, __LINE__, __VA_ARGS__)
-#define LOG_DEBUG(...) \
-    ParameterLogging::Write(this, ParameterLogging::Debug, __FILE__, __LINE__, __VA_ARGS__)
 
 bool ParameterSetManager::ReadModeSection(unsigned char* pBuffer, unsigned int length,
                                           ParameterBinaryFile* pFile, unsigned char alignment) {

@@ -12,6 +12,7 @@
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_set_manager.h"
+#include "parser/setmanager/set_manager_log.h"
 #include "zyra/memory.h"
 #include "zyra/os_utils.h"
 
@@ -27,9 +28,6 @@ bool Holds(const DefaultModule* pDefault, const ParameterModule* pModule) {
 }
 
 }  // namespace
-
-#define LOG_DEBUG(...) \
-    ParameterLogging::Write(this, ParameterLogging::Debug, __FILE__, __LINE__, __VA_ARGS__)
 
 bool ParameterSetManager::UpdateBinaryParameters(unsigned char* pBuffer, unsigned long length) {
     ParameterMutexLock dataLock(&m_dataLock, false);
