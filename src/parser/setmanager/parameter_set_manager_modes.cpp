@@ -73,6 +73,15 @@ public:
         Write(number);
     }
 
+    // A mode or SubMode is written by its name where it has one, else by its number.
+    void WriteNameOrNumber(const char* pName, unsigned int value) {
+        if (pName != nullptr) {
+            Write(pName);
+        } else {
+            WriteNumber(value);
+        }
+    }
+
     // Terminates the text; returns the bytes written with the terminator.
     unsigned int Finish() {
         m_pText[m_position] = '\0';
@@ -296,20 +305,10 @@ unsigned int ParameterSetManager::GetChildModes(const char* pModePath, unsigned 
         if (pChild != pMode->FirstChild) {
             writer.Write(",");
         }
-        const char* pName = pChild->GetModeName();
-        if (pName != nullptr) {
-            writer.Write(pName);
-        } else {
-            writer.WriteNumber(pChild->Mode.mode);
-        }
+        writer.WriteNameOrNumber(pChild->GetModeName(), pChild->Mode.mode);
         if (pChild->Mode.mode != 0) {
             writer.Write(".");
-            const char* pSubName = pChild->GetSubModeName();
-            if (pSubName != nullptr) {
-                writer.Write(pSubName);
-            } else {
-                writer.WriteNumber(pChild->Mode.subMode);
-            }
+            writer.WriteNameOrNumber(pChild->GetSubModeName(), pChild->Mode.subMode);
         }
     }
     return writer.Finish();
