@@ -24,7 +24,6 @@ TEST_P(RoundTrip, EveryFieldKindLoadsAndUnloads) {
 
     enginetestTypeClass* pModule = binary.Create(moduleId);
     ASSERT_NE(pModule, nullptr);
-    EXPECT_EQ(pModule->ModuleID, moduleId);
     EXPECT_EQ(pModule->u32, 0u);
     ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
     EXPECT_EQ(Errors(capture), Messages{});
@@ -48,10 +47,25 @@ TEST_P(RoundTrip, EveryFieldKindLoadsAndUnloads) {
     EXPECT_EQ(pModule->regionsCount, 2u);
     EXPECT_EQ(pModule->u64, values.u64);
 
-    // Loading again after an unload reads everything anew.
+    // Loading again after an unload reads everything anew; a change generation in the top
+    // byte of the ID does not hide the entry.
+    pModule->ModuleID |= 0x05000000;
     ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
     ExpectModule(*pModule, values, moduleId);
+    EXPECT_EQ(pModule->ModuleID >> 24, 5u);
     EXPECT_EQ(pModule->Modified, 2u);
+
+    pModule->UnloadModule();
+    pModule->ModuleID = 0x999;
+    capture.Clear();
+    EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
+    Messages errors = Errors(capture);
+    ASSERT_EQ(errors.size(), 2u);
+    EXPECT_EQ(errors[1],
+              "[ERROR] enginetestTypeClass::LoadModule Failed to find module ID (2457) in Symbol "
+              "Table\n");
+    EXPECT_FALSE(pModule->Loaded);
+    EXPECT_EQ(pModule->Modified, 3u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Alignment, RoundTrip, ::testing::Values(1u, 8u));

@@ -48,34 +48,6 @@ TEST(ModuleClass, CreateChecksVersionThenNameAndSharesInstancesById) {
     EXPECT_EQ(enginetestTypeClass::GetName(pUnknown), pUnknown);
 }
 
-TEST(ModuleClass, LoadFindsTheEntryByTheLowerBitsOfModuleId) {
-    zyra_test::LogCapture capture;
-    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
-    ModuleValues values;
-    uint32_t id = builder.AddModule("enginetest", kModuleVersion, 0, WriteModule(builder, values));
-    LoadedBinary binary(builder);
-    enginetestTypeClass* pModule = binary.Create(id);
-    ASSERT_NE(pModule, nullptr);
-
-    // A change generation in the top byte does not hide the entry.
-    pModule->ModuleID |= 0x05000000;
-    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
-    ExpectModule(*pModule, values, id);
-    EXPECT_EQ(pModule->ModuleID >> 24, 5u);
-    pModule->UnloadModule();
-
-    pModule->ModuleID = 0x999;
-    capture.Clear();
-    EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
-    Messages errors = Errors(capture);
-    ASSERT_EQ(errors.size(), 2u);
-    EXPECT_EQ(errors[1],
-              "[ERROR] enginetestTypeClass::LoadModule Failed to find module ID (2457) in Symbol "
-              "Table\n");
-    EXPECT_FALSE(pModule->Loaded);
-    EXPECT_EQ(pModule->Modified, 2u);
-}
-
 TEST(ModuleClass, DuplicateArraysAreSharedAndFreedByTheirLastHolder) {
     binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
     ModuleValues values;
