@@ -65,6 +65,26 @@ unsigned int NextPart(const char** ppText, char delimiter, char* pPart, unsigned
     return length;
 }
 
+// Calls `append` with each non-empty part of `pList` split at `delimiter`, cut as NextPart
+// cuts it to PartSize - 1 characters, and writes the delimiter into `pText` between parts.
+template <unsigned int PartSize, typename Append>
+void JoinParts(const char* pList, char delimiter, char* pText, unsigned int size,
+               Append append) {
+    const char separator[2] = {delimiter, '\0'};
+    bool first = true;
+    while (*pList != '\0') {
+        char part[PartSize];
+        if (NextPart(&pList, delimiter, part, sizeof(part)) == 0) {
+            continue;
+        }
+        if (!first) {
+            Zyra::OsUtils::StrLCat(pText, separator, size);
+        }
+        first = false;
+        append(part);
+    }
+}
+
 void AppendWholeNumber(char* pText, unsigned int size, double value) {
     char number[kStepTextSize];
     bool fits = false;
@@ -179,27 +199,18 @@ bool ParameterSetManager::GetModeShorthand(const char* pModePath, char* pText, u
         return false;
     }
     pText[0] = '\0';
-    const char* pRest = pModePath != nullptr ? pModePath : "";
-    bool first = true;
-    while (*pRest != '\0') {
-        char entry[kShorthandEntrySize];
-        if (NextPart(&pRest, '|', entry, sizeof(entry)) == 0) {
-            continue;
-        }
-        if (!first) {
-            Zyra::OsUtils::StrLCat(pText, "|", size);
-        }
-        first = false;
+    const char* pEntries = pModePath != nullptr ? pModePath : "";
+    JoinParts<kShorthandEntrySize>(pEntries, '|', pText, size, [&](const char* pEntry) {
         char modeName[kShorthandEntrySize];
-        ParameterUtils::GetSubString(entry, '.', modeName, sizeof(modeName));
+        ParameterUtils::GetSubString(pEntry, '.', modeName, sizeof(modeName));
         const unsigned short mode = GetModeIndex(modeName);
         AppendWholeNumber(pText, size, mode);
-        const char* pDot = std::strchr(entry, '.');
+        const char* pDot = std::strchr(pEntry, '.');
         if (pDot != nullptr && pDot[1] != '\0') {
             Zyra::OsUtils::StrLCat(pText, ".", size);
             AppendWholeNumber(pText, size, GetSubModeIndex(mode, pDot + 1));
         }
-    }
+    });
     pText[size - 1] = '\0';
     return true;
 }
@@ -209,29 +220,10 @@ void ParameterSetManager::GetDialinModesString(const char* pPaths, char* pText, 
         return;
     }
     pText[0] = '\0';
-    const char* pRest = pPaths != nullptr ? pPaths : "";
-    bool firstPiece = true;
-    while (*pRest != '\0') {
-        char piece[kDialinPieceSize];
-        if (NextPart(&pRest, ';', piece, sizeof(piece)) == 0) {
-            continue;
-        }
-        if (!firstPiece) {
-            Zyra::OsUtils::StrLCat(pText, ";", size);
-        }
-        firstPiece = false;
-        const char* pSteps = piece;
-        bool firstStep = true;
-        while (*pSteps != '\0') {
-            char step[kDialinPieceSize];
-            if (NextPart(&pSteps, '|', step, sizeof(step)) == 0) {
-                continue;
-            }
-            if (!firstStep) {
-                Zyra::OsUtils::StrLCat(pText, "|", size);
-            }
-            firstStep = false;
-            AppendNamedStep(step, pText, size);
-        }
-    }
+    const char* pPieces = pPaths != nullptr ? pPaths : "";
+    JoinParts<kDialinPieceSize>(pPieces, ';', pText, size, [&](const char* pPiece) {
+        JoinParts<kDialinPieceSize>(pPiece, '|', pText, size, [&](const char* pStep) {
+            AppendNamedStep(pStep, pText, size);
+        });
+    });
 }
