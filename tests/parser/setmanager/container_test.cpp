@@ -15,7 +15,6 @@ using binwriter::SectionType;
 using binwriter::TuningBinaryBuilder;
 using binwriter::Version;
 using binwriter_test::Expected;
-using Texts = std::vector<std::string>;
 
 const char kTag[] = "OVI Lumatrope Header";
 

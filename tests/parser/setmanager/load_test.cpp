@@ -14,7 +14,6 @@ using binwriter::ModeRecord;
 using binwriter::SymbolEntry;
 using binwriter::TuningBinaryBuilder;
 using binwriter::Version;
-using Texts = std::vector<std::string>;
 
 const VersionUnion kAbc(1, 2, 3);
 const VersionUnion kDef(4, 5, 6);
@@ -38,8 +37,6 @@ void RegisterSample(TestSetManager& manager) {
     manager.Register("abc", kAbc);
     manager.Register("lumatrope_def", kDef);
 }
-
-std::string AsText(const std::vector<uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
 
 const Version kVersions[] = {{1, 0, 1}, {1, 0, 2}, {1, 1, 0}, {2, 0, 0}, {3, 0, 0},
                              {3, 0, 1}, {3, 0, 2}, {4, 0, 0}, {5, 0, 0}};

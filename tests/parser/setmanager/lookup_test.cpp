@@ -15,7 +15,6 @@ namespace setmanager_test {
 namespace {
 
 using binwriter::TuningBinaryBuilder;
-using Texts = std::vector<std::string>;
 
 int64_t ValueAt(TestSetManager& manager, const char* pName, const char* pPath) {
     TestModule* pModule = Get(manager, pName, pPath);

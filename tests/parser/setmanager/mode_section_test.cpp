@@ -16,7 +16,6 @@ using binwriter::SectionType;
 using binwriter::TuningBinaryBuilder;
 using binwriter::Version;
 using binwriter_test::Expected;
-using Texts = std::vector<std::string>;
 
 constexpr uint64_t kNone = 0xFFFFFFFF;
 // Usecase.Snapshot, and Feature2.MFNRPostFilter with upper bits that mean nothing.

@@ -12,7 +12,6 @@ namespace setmanager_test {
 namespace {
 
 using binwriter::TuningBinaryBuilder;
-using Texts = std::vector<std::string>;
 
 std::string Branch(TestSetManager& manager, const char* pPath, bool* pResult = nullptr) {
     PList<TuningMode> branch;

@@ -9,8 +9,6 @@
 namespace setmanager_test {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 TEST(SetManagerReplace, UpdateTakesTheNewValuesWhileHeldModulesStayReadable) {
     zyra_test::TempDir dir;
     std::vector<uint8_t> original = Tree(0);

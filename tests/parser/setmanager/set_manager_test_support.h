@@ -18,6 +18,8 @@
 
 namespace setmanager_test {
 
+using Texts = std::vector<std::string>;
+
 class TestModule : public ParameterModule {
 public:
     TestModule(const char* pName, const VersionUnion& version, ModuleData* pData)

@@ -12,8 +12,6 @@
 namespace setmanager_test {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 // Default "abc" 11 and "def" 33; Usecase.Preview with Feature2.MFNRBlend below it holding
 // "abc" 22.
 std::vector<uint8_t> Tree() {
