@@ -19,6 +19,20 @@ IParameterLoggingAPI* LoggerOf(const ParameterModule* pModule) {
     return pModule->Data != nullptr ? pModule->Data->SetManager : nullptr;
 }
 
+// The reference record of `pModule` in `entry`, or null after logging that the node does not
+// hold it; `pAction` says what was attempted, as "release".
+ModuleReference* HeldReference(ModeEntry& entry, ParameterModule* pModule, const char* pAction) {
+    auto found = entry.Modules.find(pModule->Name);
+    if (found == entry.Modules.end()) {
+        ParameterLogging::Write(
+            LoggerOf(pModule), ParameterLogging::Error, __FILE__, __LINE__,
+            "Attempt to %s a non-existant module.  Mode: %d, SubMode: %d, Module %s", pAction,
+            entry.Mode.mode, entry.Mode.subMode, pModule->Name);
+        return nullptr;
+    }
+    return &found->second;
+}
+
 }  // namespace
 
 ModeEntry::ModeEntry(bool loaded, bool pinned) : Loaded(loaded), Pinned(pinned) {}
@@ -163,37 +177,28 @@ void ModeEntry::AddReference(ParameterModule* pModule) {
     if (pModule == nullptr || pModule->Name == nullptr) {
         return;
     }
-    auto found = Modules.find(pModule->Name);
-    if (found == Modules.end()) {
-        ParameterLogging::Write(
-            LoggerOf(pModule), ParameterLogging::Error, __FILE__, __LINE__,
-            "Attempt to add reference to a non-existant module.  Mode: %d, SubMode: %d, Module %s",
-            Mode.mode, Mode.subMode, pModule->Name);
-        return;
+    ModuleReference* pReference = HeldReference(*this, pModule, "add reference to");
+    if (pReference != nullptr) {
+        ++pReference->RefCount;
     }
-    ++found->second.RefCount;
 }
 
 void ModeEntry::ReleaseReference(ParameterModule* pModule) {
     if (pModule == nullptr || pModule->Name == nullptr) {
         return;
     }
-    auto found = Modules.find(pModule->Name);
-    if (found == Modules.end()) {
-        ParameterLogging::Write(
-            LoggerOf(pModule), ParameterLogging::Error, __FILE__, __LINE__,
-            "Attempt to release a non-existant module.  Mode: %d, SubMode: %d, Module %s",
-            Mode.mode, Mode.subMode, pModule->Name);
+    ModuleReference* pReference = HeldReference(*this, pModule, "release");
+    if (pReference == nullptr) {
         return;
     }
-    if (found->second.RefCount == 0) {
+    if (pReference->RefCount == 0) {
         ParameterLogging::Write(
             LoggerOf(pModule), ParameterLogging::Error, __FILE__, __LINE__,
             "Attempt to release unreferenced module.  Mode: %d, SubMode: %d, Module %s", Mode.mode,
             Mode.subMode, pModule->Name);
         return;
     }
-    --found->second.RefCount;
+    --pReference->RefCount;
 }
 
 uint32_t ModeEntry::GetReferenceCount(const ParameterModule* pModule) {
