@@ -21,6 +21,27 @@ bool StartsAtDefault(const TuningMode* pBranch) {
     return pBranch[0].Mode == 0 && pBranch[0].SubMode == 0;
 }
 
+// The mode that owns `pModule` and counts its references, or null after logging which link
+// to it is missing; `pAction` says what was attempted, as "release".
+ModeEntry* OwningMode(const ParameterModule* pModule, const char* pAction,
+                      IParameterLoggingAPI* pLogging) {
+    if (pModule->Data == nullptr) {
+        ParameterLogging::Write(pLogging, ParameterLogging::Error, __FILE__, __LINE__,
+                                "Attempt to %s module with a nullptr Data object.  Mode: %d, "
+                                "SubMode: %d, Module %s",
+                                pAction, pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
+        return nullptr;
+    }
+    if (pModule->Data->Mode == nullptr) {
+        ParameterLogging::Write(pLogging, ParameterLogging::Error, __FILE__, __LINE__,
+                                "Attempt to %s module with a nullptr Data->Mode object.  Mode: "
+                                "%d, SubMode: %d, Module %s",
+                                pAction, pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
+        return nullptr;
+    }
+    return pModule->Data->Mode;
+}
+
 }  // namespace
 
 ParameterModule* ParameterSetManager::GetModule(const char* pName, const TuningMode* pBranch,
@@ -121,17 +142,10 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
 }
 
 void ParameterSetManager::AddOwnerReference(ParameterModule* pModule) {
-    if (pModule->Data == nullptr) {
-        LOG_ERROR("Attempt to add reference to module with a nullptr Data object.  Mode: %d, "
-                  "SubMode: %d, Module %s",
-                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
-    } else if (pModule->Data->Mode == nullptr) {
-        LOG_ERROR("Attempt to add reference to module with a nullptr Data->Mode object.  Mode: "
-                  "%d, SubMode: %d, Module %s",
-                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
-    } else {
-        // The owning mode counts, which is not always the mode the branch found.
-        pModule->Data->Mode->AddReference(pModule);
+    // The owning mode counts, which is not always the mode the branch found.
+    ModeEntry* pOwner = OwningMode(pModule, "add reference to", this);
+    if (pOwner != nullptr) {
+        pOwner->AddReference(pModule);
     }
 }
 
@@ -141,16 +155,9 @@ void ParameterSetManager::ReleaseModule(const ParameterModule* pModule) {
     }
     // Exclusive: releases of other threads change the same counts.
     ParameterMutexLock lock(&m_loadLock, false);
-    if (pModule->Data == nullptr) {
-        LOG_ERROR("Attempt to release module with a nullptr Data object.  Mode: %d, SubMode: %d, "
-                  "Module %s",
-                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
-    } else if (pModule->Data->Mode == nullptr) {
-        LOG_ERROR("Attempt to release module with a nullptr Data->Mode object.  Mode: %d, "
-                  "SubMode: %d, Module %s",
-                  pModule->Mode.mode, pModule->Mode.subMode, pModule->Name);
-    } else {
-        pModule->Data->Mode->ReleaseReference(const_cast<ParameterModule*>(pModule));
+    ModeEntry* pOwner = OwningMode(pModule, "release", this);
+    if (pOwner != nullptr) {
+        pOwner->ReleaseReference(const_cast<ParameterModule*>(pModule));
     }
 }
 
