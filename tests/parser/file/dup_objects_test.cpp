@@ -116,7 +116,7 @@ TEST(DuplicateObjects, GroupMembersShareOneObjectPerSiteAndCount) {
     EXPECT_TRUE(Lines(capture, "[ERROR]").empty());
 }
 
-TEST(DuplicateObjects, TextsOfOneGroupAreReadOnce) {
+TEST(DuplicateObjects, TextsOfOneGroupAreReadOnceAndInvalidRequestsAreLogged) {
     DuplicatesTable t;
     char* pFirst = nullptr;
     char* pSecond = nullptr;
@@ -135,10 +135,8 @@ TEST(DuplicateObjects, TextsOfOneGroupAreReadOnce) {
             ZyraFree(pText);
         }
     }
-}
 
-TEST(DuplicateObjects, InvalidRequestsAreLoggedWithTheirValues) {
-    DuplicatesTable t;
+    // Invalid requests are logged with their values.
     zyra_test::LogCapture capture;
     EXPECT_EQ(t.table.GetDupObject(false, 5, 1, kSite, 3), nullptr);
     EXPECT_EQ(t.table.SetDupObject(false, 1, nullptr, 1, kSite, 3), nullptr);
