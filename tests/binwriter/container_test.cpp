@@ -12,6 +12,7 @@ using binwriter::SymbolEntry;
 using binwriter::TuningBinaryBuilder;
 using binwriter::Version;
 using binwriter_test::Expected;
+using binwriter_test::kSymbolTable;
 using binwriter_test::FindSection;
 using binwriter_test::ReadLe;
 using binwriter_test::ReadSections;
@@ -19,7 +20,6 @@ using binwriter_test::Slice;
 
 namespace {
 
-constexpr uint32_t kSymbolTable = 0;
 
 TEST(BinaryWriterContainer, CrcTailCoversEverythingBeforeIt) {
     std::vector<uint8_t> digits{'1', '2', '3', '4', '5', '6', '7', '8', '9'};

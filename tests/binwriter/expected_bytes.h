@@ -9,6 +9,12 @@
 
 namespace binwriter_test {
 
+// Section type numbers of the container, written out here rather than taken from the writer.
+constexpr uint32_t kSymbolTable = 0;
+constexpr uint32_t kDataBlock = 1;
+constexpr uint32_t kModeSection = 2;
+constexpr uint32_t kDataTable = 3;
+
 class Expected {
 public:
     Expected& Le(uint64_t value, size_t width) {

@@ -8,15 +8,15 @@ using binwriter::ModeRecord;
 using binwriter::TuningBinaryBuilder;
 using binwriter::Version;
 using binwriter_test::Expected;
+using binwriter_test::kModeSection;
+using binwriter_test::kDataBlock;
+using binwriter_test::kSymbolTable;
 using binwriter_test::FindSection;
 using binwriter_test::ReadSections;
 using binwriter_test::Slice;
 
 namespace {
 
-constexpr uint32_t kSymbolTable = 0;
-constexpr uint32_t kDataBlock = 1;
-constexpr uint32_t kModeSection = 2;
 const char kTag[] = "OVI Lumatrope Header";
 
 TEST(BinaryWriterLayout, HeaderOfEachLayoutAndAnEightByteSectionTable) {

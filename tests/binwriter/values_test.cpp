@@ -9,15 +9,15 @@ using binwriter::TuningBinaryBuilder;
 using binwriter::ValueWriter;
 using binwriter::Version;
 using binwriter_test::Expected;
+using binwriter_test::kDataTable;
+using binwriter_test::kDataBlock;
+using binwriter_test::kSymbolTable;
 using binwriter_test::FindSection;
 using binwriter_test::ReadSections;
 using binwriter_test::Slice;
 
 namespace {
 
-constexpr uint32_t kSymbolTable = 0;
-constexpr uint32_t kDataBlock = 1;
-constexpr uint32_t kDataTable = 3;
 
 TEST(BinaryWriterValues, ScalarsTakeSlotsAndFixedArraysArePacked) {
     struct Case {

@@ -37,10 +37,7 @@ TEST(SetManagerLookup, DeepestModeOnTheBranchHoldingTheModuleGivesIt) {
     for (const bool onDemand : {false, true}) {
         SCOPED_TRACE(onDemand);
         TestSetManager manager;
-        RegisterTree(manager);
-        manager.SetOnDemand(onDemand);
-        ASSERT_TRUE(onDemand ? manager.LoadBinaryParameters(path.c_str())
-                             : manager.LoadBinaryParameters(binary.data(), binary.size()));
+        ASSERT_TRUE(LoadTree(manager, binary, path, onDemand));
         EXPECT_EQ(ValueAt(manager, "abc", "0.0"), 11);
         // Preview holds no "abc" and inherits the root's.
         EXPECT_EQ(ValueAt(manager, "abc", "0.0|2.0"), 11);

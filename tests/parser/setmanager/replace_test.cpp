@@ -16,10 +16,7 @@ TEST(SetManagerReplace, UpdateTakesTheNewValuesWhileHeldModulesStayReadable) {
     for (const bool onDemand : {false, true}) {
         SCOPED_TRACE(onDemand);
         TestSetManager manager;
-        RegisterTree(manager);
-        manager.SetOnDemand(onDemand);
-        ASSERT_TRUE(onDemand ? manager.LoadBinaryParameters(path.c_str())
-                             : manager.LoadBinaryParameters(original.data(), original.size()));
+        ASSERT_TRUE(LoadTree(manager, original, path, onDemand));
         TestModule* pOldBlend = Get(manager, "abc", "0.0|2.0|4.4");
         TestModule* pOldDef = Get(manager, "def", "0.0|2.0");
         ASSERT_TRUE(pOldBlend && pOldDef);

@@ -206,4 +206,12 @@ void RegisterTree(TestSetManager& manager) {
 
 std::string AsText(const std::vector<uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
 
+bool LoadTree(TestSetManager& manager, std::vector<uint8_t>& binary,
+              const std::string& path, bool onDemand) {
+    RegisterTree(manager);
+    manager.SetOnDemand(onDemand);
+    return onDemand ? manager.LoadBinaryParameters(path.c_str())
+                    : manager.LoadBinaryParameters(binary.data(), binary.size());
+}
+
 }  // namespace setmanager_test

@@ -108,4 +108,9 @@ void RegisterTree(TestSetManager& manager);
 
 std::string AsText(const std::vector<uint8_t>& bytes);
 
+// Registers the module types of Tree() and loads `binary`: from the file at `path` in
+// on-demand mode, from memory otherwise.
+bool LoadTree(TestSetManager& manager, std::vector<uint8_t>& binary,
+              const std::string& path, bool onDemand);
+
 }  // namespace setmanager_test
