@@ -1,0 +1,70 @@
+#include <cstring>
+
+#include "parser/engine/reflection_engine.h"
+#include "parser/engine/reflection_fields.h"
+#include "zyra/os_utils.h"
+
+namespace ParameterEngine {
+namespace {
+
+using Reflection::FieldView;
+
+// Every element joined by ',', each written at the end of the text with the room left.
+void WriteAll(const FieldView& view, char* pOut, unsigned int length) {
+    Reflection::FormatNumber(view.Element(), view.At(0), pOut, length);
+    for (uint32_t i = 1; i < view.count && length > 0; ++i) {
+        size_t used = std::strlen(pOut);
+        if (used + 1 >= length) {
+            return;  // full: the rest would add nothing
+        }
+        Zyra::OsUtils::StrLCat(pOut, ",", length);
+        ++used;
+        Reflection::FormatNumber(view.Element(), view.At(i), pOut + used,
+                                 static_cast<unsigned int>(length - used));
+    }
+}
+
+bool GetNumbers(const FieldView& view, unsigned int index, char* pOut, unsigned int length) {
+    if (!view.isArray) {
+        // A single value or an optional one; a path going on below it is ignored.
+        if (view.count == 0) {
+            return false;
+        }
+        Reflection::FormatNumber(view.Element(), view.At(0), pOut, length);
+        return true;
+    }
+    if (index < view.count) {
+        Reflection::FormatNumber(view.Element(), view.At(index), pOut, length);
+    } else if (view.count > 0) {
+        WriteAll(view, pOut, length);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool GetValue(const StructDescriptor& descriptor, void* pStructure, const char* pPath,
+              char* pOut, unsigned int length) {
+    if (pStructure == nullptr || pOut == nullptr) {
+        return false;
+    }
+    Reflection::PathStep step = Reflection::SplitPath(pPath);
+    const FieldDescriptor* pField = Reflection::FindField(descriptor, step.name);
+    if (pField == nullptr) {
+        return false;
+    }
+    FieldView view = Reflection::ViewOf(*pField, pStructure);
+    if (view.IsString()) {
+        Zyra::OsUtils::StrLCpy(pOut, view.Text(), length);
+        return true;
+    }
+    if (view.Element().kind != ElementKind::Struct) {
+        return GetNumbers(view, step.index, pOut, length);
+    }
+    // A whole array of structures has no text: one element is asked for at a time.
+    uint32_t element = view.isArray ? step.index : 0;
+    return element < view.count && GetValue(*view.Element().structType, view.At(element),
+                                            step.pRest, pOut, length);
+}
+
+}  // namespace ParameterEngine
