@@ -98,6 +98,8 @@ class Refusals(unittest.TestCase):
         ("a module of an unknown structure", "struct otherType\n  a UInt8\nend\n", 3),
         ("a structure holding itself in line", "struct topType\n  a topType\nend\n", 7),
         ("a memory word that is an array", "struct topType\n  a UInt32 [2] memory\nend\n", 7),
+        ("reflection outside the tuning family", "family sensor\nstruct topType\n  a UInt8\nend\n",
+         4),
     ]
 
     def test_each_mistake_names_its_line(self):

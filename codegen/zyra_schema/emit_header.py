@@ -51,8 +51,13 @@ def _structure(structure: Structure, depth: int, is_top: bool) -> List[str]:
     return lines
 
 
-def _module_class(top: Structure) -> List[str]:
+def _module_class(top: Structure, reflection: bool) -> List[str]:
     name = class_name(top)
+    reflective = [
+        "    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;",
+        "    bool SetValue(const char* pPath, const char* pValue) override;",
+        "    bool GetInfo(const char* pPath, PList<ParameterParserInfo>& info) override;",
+    ] if reflection else []
     return [
         f"class {name} : public ParameterModule, public {top.name} {{",
         "public:",
@@ -63,6 +68,7 @@ def _module_class(top: Structure) -> List[str]:
         "    ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;",
         "    bool LoadModule(ParameterFileSymbolTable* pTable) override;",
         "    void UnloadModule() override;",
+    ] + reflective + [
         "    void Release() { ParameterModule::Release(); }",
         "",
         "    // The registered name whose short form is `pName`, or `pName` itself.",
@@ -89,6 +95,6 @@ def emit_header(namespace: Namespace, schema_name: str) -> str:
     for structure in namespace.structures:
         lines += [""] + _structure(structure, 0, structure.name in tops)
     for module in namespace.modules:
-        lines += [""] + _module_class(module.top)
+        lines += [""] + _module_class(module.top, "reflection" in namespace.flags)
     lines += ["", f"}}  // namespace {namespace.name}", ""]
     return "\n".join(lines)

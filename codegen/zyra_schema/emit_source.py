@@ -91,9 +91,27 @@ class _SourceWriter:
         ]
 
 
-def _module_glue(module: Module) -> List[str]:
+def _reflection_glue(cls: str, top: str) -> str:
+    return f"""
+
+bool {cls}::GetValue(const char* pPath, char* pValue, unsigned int size) {{
+    return ParameterEngine::GetValue(kStruct_{top}, static_cast<{top}*>(this), pPath, pValue, size);
+}}
+
+bool {cls}::SetValue(const char* pPath, const char* pValue) {{
+    return ParameterEngine::SetModuleValue(*this, kStruct_{top}, static_cast<{top}*>(this),
+                                           ModuleID, pPath, pValue);
+}}
+
+bool {cls}::GetInfo(const char* pPath, PList<ParameterParserInfo>& info) {{
+    return ParameterEngine::GetInfo(kStruct_{top}, static_cast<{top}*>(this), pPath, info);
+}}"""
+
+
+def _module_glue(module: Module, reflection: bool) -> List[str]:
     top = module.top.name
     cls = class_name(module.top)
+    reflective = _reflection_glue(cls, top) if reflection else ""
     return f"""
 {cls}::{cls}(const char* pName) : {cls}(pName, nullptr) {{}}
 
@@ -132,7 +150,7 @@ void {cls}::UnloadModule() {{
 
 const char* {cls}::GetName(const char* pName) {{
     return ParameterEngine::RegisteredName(kModule_{top}, pName);
-}}
+}}{reflective}
 
 unsigned int {top}::GetModified() const {{ return static_cast<const {cls}*>(this)->Modified; }}
 
@@ -150,6 +168,7 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
         "",
         '#include "parser/engine/descriptors.h"',
         '#include "parser/engine/module_engine.h"',
+        '#include "parser/engine/reflection_engine.h"',
         "",
         f"namespace {namespace.name} {{",
         "namespace {",
@@ -171,6 +190,6 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
         lines += [""] + writer.module(module)
     lines += ["", "}  // namespace"]
     for module in namespace.modules:
-        lines += _module_glue(module)
+        lines += _module_glue(module, "reflection" in namespace.flags)
     lines += ["", f"}}  // namespace {namespace.name}", ""]
     return "\n".join(lines)

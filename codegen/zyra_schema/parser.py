@@ -33,6 +33,7 @@ class _Parser:
         self.version: Optional[Tuple[int, int, int]] = None
         self.family = "tuning"
         self.flags: List[str] = []
+        self.flags_line = 0
         self.enums: List[Enum] = []
         self.structures: List[Structure] = []
         self.module_lines: List[Tuple[int, List[str]]] = []
@@ -71,6 +72,7 @@ class _Parser:
                 self.family = args[0]
             elif keyword == "flags" and all(arg in FLAGS for arg in args):
                 self.flags = list(args)
+                self.flags_line = line
             elif keyword == "module" and len(args) >= 2:
                 self.module_lines.append((line, args))
             elif keyword == "enum":
@@ -95,6 +97,10 @@ class _Parser:
             raise self.error(end, "no namespace line")
         if self.version is None:
             raise self.error(end, "no version line")
+        # Only the tuning family keeps the entry ID to 24 bits, leaving the top byte of
+        # ModuleID free for the change generation that a reflective SetValue counts.
+        if "reflection" in self.flags and self.family != "tuning":
+            raise self.error(self.flags_line, "only the tuning family has reflection")
         modules = []
         for line, args in self.module_lines:
             top = self.find_structure(args[0])
