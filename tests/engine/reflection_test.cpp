@@ -2,6 +2,8 @@
 // change does to the module's counters.
 #include <gtest/gtest.h>
 
+#include <cfloat>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -83,7 +85,9 @@ TEST(Reflection, GetValueReadsEveryKindByPath) {
         {"samples", "10,20,30"}, {"samples[2]", "30"}, {"samples[3]", "10,20,30"},
         {"triggers[1]", "76"},
         {"regions[0].shape", "7"}, {"regions[1].label", "second"},
-        {"regions[0].weights", "1,2,3"}, {"regions[1].weights", "?"}, {"regions[2].shape", "false:?"},
+        // An empty counted array answers true and leaves the text as it was.
+        {"regions[0].weights", "1,2,3"}, {"regions[1].weights", "?"},
+        {"regions[2].shape", "false:?"},
         {"extra.weights[0]", "9"}, {"level", "-77"},
         // An index on a single value is ignored; so is a path going on below it.
         {"u8[3]", "161"}, {"tail.x.y", "238"}, {"tail.", "238"},
@@ -147,7 +151,7 @@ TEST(Reflection, SetValueConvertsStoresListsAndRefusesWhatItCannotChange) {
         {"lut", longList.c_str(), true, "lut", "1,3,9,4,5,6"},
         {"colors", "1,2", true, "colors", "1,2,2"},
         {"corners[1].y", "8", true, "corners[1].y", "8"},
-        {"corners[2].y", "8", false, "corners", "false:?"},
+        {"corners[2].y", "9", false, "corners[1].y", "8"},
         {"curve_tab.curve[1]", "-6", true, "curve_tab.curve", "1,-6,30,4"},
         {"samples[1]", "-5", true, "samples", "10,0,30"},
         // A counted array keeps its size.
@@ -171,6 +175,11 @@ TEST(Reflection, SetValueConvertsStoresListsAndRefusesWhatItCannotChange) {
     EXPECT_EQ(loaded.pModule->gain, 2.5f);
     EXPECT_EQ(Get(m, "gain", 4), "250");
     EXPECT_FALSE(m.SetValue("u8", nullptr));
+    // Texts beyond a type's range saturate.
+    const std::string huge(60, '9');
+    ASSERT_TRUE(m.SetValue("f32", ("-" + huge).c_str()) && m.SetValue("u64", huge.c_str()));
+    EXPECT_EQ(loaded.pModule->f32, -FLT_MAX);
+    EXPECT_EQ(loaded.pModule->u64, UINT64_MAX);
 
     loaded.pModule->levelExists = 0;
     EXPECT_FALSE(m.SetValue("level", "1"));
@@ -289,7 +298,8 @@ TEST(Reflection, LongRegisteredNamesAreFoundByTheirShortForm) {
     EXPECT_STREQ(enginetestTypeClass::GetName("enginetest"), "enginetest");
 
     binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
-    uint32_t id = builder.AddModule(pShort, kModuleVersion, 0, WriteModule(builder, ModuleValues{}));
+    uint32_t id =
+        builder.AddModule(pShort, kModuleVersion, 0, WriteModule(builder, ModuleValues{}));
     LoadedBinaryOf<enginetestTypeClass> binary(builder, pLong);
     enginetestTypeClass* pModule = binary.Create(id);
     ASSERT_NE(pModule, nullptr);
