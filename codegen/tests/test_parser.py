@@ -84,6 +84,27 @@ class SoundSchema(unittest.TestCase):
                           "topType"])
 
 
+    def test_a_class_of_its_own_version_with_texts_and_a_reported_array(self):
+        ns = parse("""\
+            namespace demo_1_2_3
+            version 1.2.3
+            module topType demo
+            module otherType other version 2.0.1
+            struct otherType
+              names String counted
+              items otherType counted reports ItemInfo
+            end
+            struct topType
+              a UInt8
+            end
+            """)
+        self.assertEqual([(m.top.name, m.version) for m in ns.modules],
+                         [("topType", (1, 2, 3)), ("otherType", (2, 0, 1))])
+        names, items = ns.modules[1].top.fields
+        self.assertIsInstance(names.element, String)
+        self.assertEqual((names.shape, names.report, items.report), ("counted", None, "ItemInfo"))
+
+
 class Refusals(unittest.TestCase):
     CASES = [
         ("unknown type", "struct topType\n  a Int16\nend\n", 7),
@@ -95,7 +116,12 @@ class Refusals(unittest.TestCase):
         ("overlapping enum values", "enum e 1-5 4\nstruct topType\n  a e\nend\n", 6),
         ("a structure without end", "struct topType\n  a UInt8\n", 7),
         ("an array of strings", "struct topType\n  a String [2]\nend\n", 7),
+        ("an optional string", "struct topType\n  a String optional\nend\n", 7),
+        ("a report name on a single field", "struct topType\n  a UInt8 reports b\nend\n", 7),
         ("a module of an unknown structure", "struct otherType\n  a UInt8\nend\n", 3),
+        ("a module version that is no version",
+         "module otherType o version 1.x\nstruct topType\n  a UInt8\nend\n"
+         "struct otherType\n  a UInt8\nend\n", 6),
         ("a structure holding itself in line", "struct topType\n  a topType\nend\n", 7),
         ("a memory word that is an array", "struct topType\n  a UInt32 [2] memory\nend\n", 7),
         ("reflection outside the tuning family", "family sensor\nstruct topType\n  a UInt8\nend\n",

@@ -13,9 +13,12 @@ def _enum(enum: Enum, depth: int) -> List[str]:
     return [f"{INDENT * depth}enum {enum.name} : uint32_t {{}};"]
 
 
-def _members(field: Field, depth: int) -> List[str]:
+def _members(field: Field, depth: int, namespace: str) -> List[str]:
     pad = INDENT * depth
     cpp = element_type(field)
+    if cpp.split("::")[0] == field.name:
+        # A member named as its own type would hide the type inside the structure.
+        cpp = f"{namespace}::{cpp}"
     if field.shape == "counted":
         return [f"{pad}uint32_t {field.name}Count;", f"{pad}uint32_t {field.name}ID;",
                 f"{pad}{cpp}* {field.name};"]
@@ -25,20 +28,20 @@ def _members(field: Field, depth: int) -> List[str]:
     return [f"{pad}{cpp} {field.name}{dims_suffix(field)};"]
 
 
-def _structure(structure: Structure, depth: int, is_top: bool) -> List[str]:
+def _structure(structure: Structure, depth: int, is_top: bool, namespace: str) -> List[str]:
     pad = INDENT * depth
     lines = [f"{pad}struct {structure.name} {{"]
     for enum in structure.enums:
         lines += _enum(enum, depth + 1)
     for inner in structure.nested:
-        lines += _structure(inner, depth + 1, False)
+        lines += _structure(inner, depth + 1, False, namespace)
     inner_pad = INDENT * (depth + 1)
     if is_top:
         lines.append(f"{inner_pad}uint32_t ModuleID;")
     if structure.reserved_id:
         lines.append(f"{inner_pad}uint32_t reservedID;")
     for field in structure.fields:
-        lines += _members(field, depth + 1)
+        lines += _members(field, depth + 1, namespace)
     if is_top:
         lines += [
             "",
@@ -73,6 +76,8 @@ def _module_class(top: Structure, reflection: bool) -> List[str]:
         "",
         "    // The registered name whose short form is `pName`, or `pName` itself.",
         "    static const char* GetName(const char* pName);",
+        "    // The tables the engine loads this class by.",
+        "    static const ParameterEngine::ModuleDescriptor& Descriptor();",
         "};",
     ]
 
@@ -87,13 +92,17 @@ def emit_header(namespace: Namespace, schema_name: str) -> str:
         "",
         '#include "parser/setmanager/parameter_module.h"',
         "",
+        "namespace ParameterEngine {",
+        "struct ModuleDescriptor;",
+        "}",
+        "",
         f"namespace {namespace.name} {{",
         "",
     ]
     for enum in namespace.enums:
         lines += _enum(enum, 0)
     for structure in namespace.structures:
-        lines += [""] + _structure(structure, 0, structure.name in tops)
+        lines += [""] + _structure(structure, 0, structure.name in tops, namespace.name)
     for module in namespace.modules:
         lines += [""] + _module_class(module.top, "reflection" in namespace.flags)
     lines += ["", f"}}  // namespace {namespace.name}", ""]

@@ -13,6 +13,8 @@ def _element(field: Field) -> str:
         return f"ScalarElement({scalar_type(element)}{held})"
     if isinstance(element, Enum):
         return f"EnumElement(kEnum_{_enum_ident(element)})"
+    if isinstance(element, String):
+        return "StringElement()"
     return f"StructElement(kStruct_{element.ident})"
 
 
@@ -38,7 +40,7 @@ class _SourceWriter:
     def field(self, structure: Structure, field: Field, lines: List[str]) -> str:
         at = f"offsetof({structure.cpp_path}, {field.name})"
         name = f'"{field.name}"'
-        if isinstance(field.element, String):
+        if isinstance(field.element, String) and field.shape == "single":
             return f"StringField({name}, {at})"
         if field.shape in ("counted", "optional"):
             count_word = "Count" if field.shape == "counted" else "Exists"
@@ -48,7 +50,8 @@ class _SourceWriter:
                 return f"OptionalField({name}, {_element(field)}, {at}, {words})"
             site = self.next_site
             self.next_site += 1
-            return f"CountedField({name}, {_element(field)}, {at}, {words}, {site})"
+            report = f', "{field.report}"' if field.report else ""
+            return f"CountedField({name}, {_element(field)}, {at}, {words}, {site}{report})"
         if field.shape == "memory":
             return f"MemoryField({name}, {_element(field)}, {at})"
         if not field.dims:
@@ -81,7 +84,7 @@ class _SourceWriter:
         def flag(name: str) -> str:
             return "true" if name in ns.flags else "false"
 
-        major, minor, patch = ns.version
+        major, minor, patch = module.version
         return [
             f"constexpr const char* kNames_{top}[] = {{{names}}};",
             f'constexpr ModuleDescriptor kModule_{top}{{"{class_name(module.top)}", '
@@ -147,6 +150,8 @@ bool {cls}::LoadModule(ParameterFileSymbolTable* pTable) {{
 void {cls}::UnloadModule() {{
     ParameterEngine::UnloadModule(*this, kModule_{top}, static_cast<{top}*>(this));
 }}
+
+const ModuleDescriptor& {cls}::Descriptor() {{ return kModule_{top}; }}
 
 const char* {cls}::GetName(const char* pName) {{
     return ParameterEngine::RegisteredName(kModule_{top}, pName);

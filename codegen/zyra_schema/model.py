@@ -63,6 +63,8 @@ class Field:
     shape: str = "single"
     dims: List[int] = field(default_factory=list)
     line: int = 0
+    # What a counted array's allocation failure names, where the field's own name is not it.
+    report: Optional[str] = None
 
     @property
     def count(self) -> int:
@@ -107,6 +109,8 @@ class Structure:
 class Module:
     top: Structure
     names: List[str]
+    # A namespace holding several classes may give one of them its own version.
+    version: Tuple[int, int, int]
 
 
 @dataclass

@@ -63,11 +63,8 @@ class _Parser:
             keyword, args = tokens[0], tokens[1:]
             if keyword == "namespace" and len(args) == 1:
                 self.namespace = self.identifier(line, args[0])
-            elif keyword == "version" and len(args) == 1 and VERSION.match(args[0]):
-                major, minor, patch = (int(part) for part in VERSION.match(args[0]).groups())
-                if major > 0xFFFF or minor > 0xFFFF or patch > UINT32_MAX:
-                    raise self.error(line, "version part out of range")
-                self.version = (major, minor, patch)
+            elif keyword == "version" and len(args) == 1:
+                self.version = self.parse_version(line, args[0])
             elif keyword == "family" and len(args) == 1 and args[0] in FAMILIES:
                 self.family = args[0]
             elif keyword == "flags" and all(arg in FLAGS for arg in args):
@@ -91,6 +88,15 @@ class _Parser:
                 raise self.error(line, f"cannot read '{' '.join(tokens)}'")
         return self.finish()
 
+    def parse_version(self, line: int, word: str) -> Tuple[int, int, int]:
+        match = VERSION.match(word)
+        if not match:
+            raise self.error(line, f"'{word}' is not a version A.B.C")
+        major, minor, patch = (int(part) for part in match.groups())
+        if major > 0xFFFF or minor > 0xFFFF or patch > UINT32_MAX:
+            raise self.error(line, "version part out of range")
+        return major, minor, patch
+
     def finish(self) -> Namespace:
         end = len(self.lines)
         if self.namespace is None:
@@ -110,8 +116,15 @@ class _Parser:
                 raise self.error(line, f"'{top.name}' is a module twice")
             if top.reserved_id:
                 raise self.error(line, "a top structure begins with ModuleID, not reservedID")
-            names = [self.identifier(line, name) for name in args[1:]]
-            modules.append(Module(top, names))
+            words = args[1:]
+            version = self.version
+            if len(words) >= 2 and words[-2] == "version":
+                version = self.parse_version(line, words[-1])
+                words = words[:-2]
+            if not words:
+                raise self.error(line, "a module needs at least one name")
+            names = [self.identifier(line, name) for name in words]
+            modules.append(Module(top, names, version))
         if not modules:
             raise self.error(end, "no module line")
         return Namespace(self.namespace, self.version, self.family, self.flags, self.enums,
@@ -171,6 +184,9 @@ class _Parser:
         shape = "single"
         if rest and rest[0] in SHAPES:
             shape, rest = rest[0], rest[1:]
+        report = None
+        if shape == "counted" and len(rest) == 2 and rest[0] == "reports":
+            report, rest = self.identifier(line, rest[1]), []
         reserved = rest == ["reservedID"] and type_word == "struct"
         if rest and not reserved:
             raise self.error(line, f"unknown words '{' '.join(rest)}'")
@@ -193,8 +209,8 @@ class _Parser:
             raise self.error(line, "only Int32 and UInt32 are held as Float")
         if isinstance(element, Scalar):
             element = Scalar(element.word, held_as_float)
-        if isinstance(element, String) and (dims or shape != "single"):
-            raise self.error(line, "a String stands alone")
+        if isinstance(element, String) and (dims or shape not in ("single", "counted")):
+            raise self.error(line, "a String stands alone or as a counted array")
         if shape == "memory" and (dims or not isinstance(element, Scalar)):
             raise self.error(line, "a memory word is a single scalar")
 
@@ -206,7 +222,7 @@ class _Parser:
             wrapper.fields.append(Field(name[:-4], element, "single", dims, line))
             structure.nested.append(wrapper)
             element, shape, dims = wrapper, "single", []
-        structure.fields.append(Field(name, element, shape, dims, line))
+        structure.fields.append(Field(name, element, shape, dims, line, report))
 
     def resolve(self, line: int, word: str, scope: Structure):
         if word in SCALAR_TYPES:
