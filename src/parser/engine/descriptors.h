@@ -60,8 +60,9 @@ struct StructDescriptor {
     const char* siteSource;
 };
 
-// What one element of a field is: a scalar, an enum or a structure.
-enum class ElementKind : uint8_t { Scalar, Enum, Struct };
+// What one element of a field is: a scalar, an enum, a structure, or the text of a counted
+// array of strings.
+enum class ElementKind : uint8_t { Scalar, Enum, Struct, String };
 
 struct ElementType {
     ElementKind kind;
@@ -101,6 +102,8 @@ struct FieldDescriptor {
     uint32_t dimCount;
     // Reading site of a counted array's shared object, unique within `siteSource`.
     uint32_t site;
+    // The name a counted array's allocation failure reports, where it differs from `name`.
+    const char* reportName;
 };
 
 struct ModuleDescriptor {
@@ -133,38 +136,45 @@ constexpr ElementType StructElement(const StructDescriptor& type) {
     return ElementType{ElementKind::Struct, ScalarType::UInt32, false, nullptr, &type};
 }
 
+// Each element a length word and a pointer entry naming its text.
+constexpr ElementType StringElement() {
+    return ElementType{ElementKind::String, ScalarType::UInt32, false, nullptr, nullptr};
+}
+
 constexpr FieldDescriptor InlineField(const char* name, ElementType element, uint32_t offset,
                                       uint32_t count = 1, const uint32_t* dims = nullptr,
                                       uint32_t dimCount = 0) {
     return FieldDescriptor{name, FieldKind::Inline, element, offset, 0, 0, count, dims, dimCount,
-                           0};
+                           0, nullptr};
 }
 
 constexpr FieldDescriptor BlockField(const char* name, ElementType element, uint32_t offset,
                                      uint32_t count, const uint32_t* dims, uint32_t dimCount) {
     return FieldDescriptor{name, FieldKind::ScalarBlock, element, offset, 0, 0, count, dims,
-                           dimCount, 0};
+                           dimCount, 0, nullptr};
 }
 
 constexpr FieldDescriptor StringField(const char* name, uint32_t offset) {
     return FieldDescriptor{name, FieldKind::String, ScalarElement(ScalarType::UInt8), offset, 0, 0,
-                           1, nullptr, 0, 0};
+                           1, nullptr, 0, 0, nullptr};
 }
 
 constexpr FieldDescriptor CountedField(const char* name, ElementType element, uint32_t offset,
-                                       uint32_t countOffset, uint32_t idOffset, uint32_t site) {
+                                       uint32_t countOffset, uint32_t idOffset, uint32_t site,
+                                       const char* reportName = nullptr) {
     return FieldDescriptor{name, FieldKind::Counted, element, offset, countOffset, idOffset, 1,
-                           nullptr, 0, site};
+                           nullptr, 0, site, reportName};
 }
 
 constexpr FieldDescriptor OptionalField(const char* name, ElementType element, uint32_t offset,
                                         uint32_t existsOffset, uint32_t idOffset) {
     return FieldDescriptor{name, FieldKind::Optional, element, offset, existsOffset, idOffset, 1,
-                           nullptr, 0, 0};
+                           nullptr, 0, 0, nullptr};
 }
 
 constexpr FieldDescriptor MemoryField(const char* name, ElementType element, uint32_t offset) {
-    return FieldDescriptor{name, FieldKind::Memory, element, offset, 0, 0, 1, nullptr, 0, 0};
+    return FieldDescriptor{name, FieldKind::Memory, element, offset, 0, 0, 1, nullptr, 0, 0,
+                           nullptr};
 }
 
 }  // namespace ParameterEngine

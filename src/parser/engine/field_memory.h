@@ -14,6 +14,7 @@ inline uint32_t ElementSize(const ElementType& element) {
         case ElementKind::Scalar: return WidthOf(element.scalar);
         case ElementKind::Enum: return sizeof(uint32_t);
         case ElementKind::Struct: return element.structType->size;
+        case ElementKind::String: return sizeof(char*);
     }
     return 0;
 }

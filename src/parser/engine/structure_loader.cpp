@@ -82,6 +82,26 @@ bool ReadEnumValue(Entry* pEntry, const EnumDescriptor& type, void* pMember,
     return true;
 }
 
+bool ReadPointer(Entry& parent, Entry& child, unsigned char alignment) {
+    ParameterFileSymbolTable* pTable = parent.GetTable();
+    return pTable != nullptr && pTable->ReadPointerEntry(child, &parent, alignment);
+}
+
+// A length word, then the pointer entry that holds the text. The length is not kept; the
+// text pointer stays null when any step fails.
+bool ReadText(bool result, Entry* pEntry, void* pMember, unsigned char alignment) {
+    uint32_t length = 0;
+    result = ReadScalar(result, pEntry, ScalarType::UInt32, &length, alignment);
+    if (result) {
+        Entry child;
+        char* pText = nullptr;
+        result = ReadPointer(*pEntry, child, alignment) &&
+                 child.ReadString(&pText, length, alignment);
+        SetPointer(static_cast<unsigned char*>(pMember), 0, result ? pText : nullptr);
+    }
+    return result;
+}
+
 bool LoadElement(const ElementType& element, void* pMember, Entry* pEntry,
                  unsigned char alignment) {
     switch (element.kind) {
@@ -91,6 +111,8 @@ bool LoadElement(const ElementType& element, void* pMember, Entry* pEntry,
             return ReadEnumValue(pEntry, *element.enumType, pMember, alignment);
         case ElementKind::Struct:
             return Load(*element.structType, pMember, pEntry, alignment);
+        case ElementKind::String:
+            return ReadText(true, pEntry, pMember, alignment);
     }
     return false;
 }
@@ -125,6 +147,7 @@ uint64_t FileBytes(const ElementType& element, unsigned char alignment) {
         case ElementKind::Scalar: return BinaryValue::Slot(WidthOf(element.scalar), alignment);
         case ElementKind::Enum: return BinaryValue::Slot(4, alignment);
         case ElementKind::Struct: return FileBytes(*element.structType, alignment);
+        case ElementKind::String: return 2 * BinaryValue::Slot(4, alignment);
     }
     return 0;
 }
@@ -135,7 +158,8 @@ uint64_t Remaining(const Entry& entry) {
 
 void LogAllocationFailure(const Entry& entry, const FieldDescriptor& field) {
     ParameterLogging::Write(LoggerOf(&entry), ParameterLogging::Error, __FILE__, __LINE__,
-                            "Failed to allocate %s\n", field.name);
+                            "Failed to allocate %s\n",
+                            field.reportName != nullptr ? field.reportName : field.name);
 }
 
 // Counts the counted arrays of structures being filled on this thread. A structure that holds
@@ -154,11 +178,6 @@ private:
 };
 
 thread_local unsigned int NestingGuard::s_depth = 0;
-
-bool ReadPointer(Entry& parent, Entry& child, unsigned char alignment) {
-    ParameterFileSymbolTable* pTable = parent.GetTable();
-    return pTable != nullptr && pTable->ReadPointerEntry(child, &parent, alignment);
-}
 
 // A counted array of scalars is one block of its own, never shared. Its allocation is bounded
 // by the bytes of the child, so a damaged count costs no more memory than the entry holds.
@@ -185,7 +204,7 @@ bool FillScalarArray(const FieldDescriptor& field, Entry& child, uint32_t* pCoun
     return true;
 }
 
-// The elements of a counted array of enums or structures: shared with the duplicate group of
+// The elements of a counted array of enums, structures or strings: shared with the duplicate group of
 // the child where one exists, else allocated and offered for sharing before they load.
 bool FillElements(const FieldDescriptor& field, const char* pSiteSource, Entry& child,
                   uint32_t* pCount, unsigned char* pBase, unsigned char alignment) {
@@ -241,20 +260,6 @@ bool LoadCounted(bool result, const FieldDescriptor& field, const char* pSiteSou
     }
     if (GetPointer(pBase, field.offset) == nullptr) {
         *pCount = 0;
-    }
-    return result;
-}
-
-bool LoadString(bool result, const FieldDescriptor& field, unsigned char* pBase, Entry* pEntry,
-                unsigned char alignment) {
-    uint32_t length = 0;
-    result = ReadScalar(result, pEntry, ScalarType::UInt32, &length, alignment);
-    if (result) {
-        Entry child;
-        char* pText = nullptr;
-        result = ReadPointer(*pEntry, child, alignment) &&
-                 child.ReadString(&pText, length, alignment);
-        SetPointer(pBase, field.offset, result ? pText : nullptr);
     }
     return result;
 }
@@ -319,7 +324,7 @@ bool Load(const StructDescriptor& descriptor, void* pStructure,
                 result = LoadBlock(result, field, pBase, pEntry, alignment);
                 break;
             case FieldKind::String:
-                result = LoadString(result, field, pBase, pEntry, alignment);
+                result = ReadText(result, pEntry, pBase + field.offset, alignment);
                 break;
             case FieldKind::Counted:
                 result = LoadCounted(result, field, descriptor.siteSource, pBase, pEntry,

@@ -17,13 +17,18 @@ void ReleasePointer(unsigned char* pBase, uint32_t offset, ParameterFileSymbolTa
 }
 
 bool OwnsMemory(const ElementType& element) {
-    return element.kind == ElementKind::Struct && element.structType->ownsMemory;
+    return element.kind == ElementKind::String ||
+           (element.kind == ElementKind::Struct && element.structType->ownsMemory);
 }
 
 void UnloadElements(const ElementType& element, unsigned char* pFirst, uint64_t count,
                     ParameterFileSymbolTable* pTable) {
     for (uint64_t i = 0; i < count; ++i) {
-        Unload(*element.structType, pFirst + i * element.structType->size, pTable);
+        if (element.kind == ElementKind::String) {
+            ReleasePointer(pFirst + i * sizeof(char*), 0, pTable);
+        } else {
+            Unload(*element.structType, pFirst + i * element.structType->size, pTable);
+        }
     }
 }
 
@@ -47,7 +52,7 @@ void Unload(const StructDescriptor& descriptor, void* pStructure,
                 break;
             case FieldKind::Counted: {
                 // Elements first, by every holder of a shared array: the first to go releases
-                // their nested memory, the others then meet null pointers.
+                // their nested memory or texts, the others then meet null pointers.
                 auto* pElements = static_cast<unsigned char*>(GetPointer(pBase, field.offset));
                 uint32_t count = 0;
                 std::memcpy(&count, pBase + field.countOffset, sizeof(count));
