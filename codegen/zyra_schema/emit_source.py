@@ -62,7 +62,7 @@ class _SourceWriter:
         return (f"{maker}({name}, {_element(field)}, {at}, {field.count}, {dims_name}, "
                 f"{len(field.dims)})")
 
-    def structure(self, structure: Structure) -> List[str]:
+    def structure(self, structure: Structure, held: bool) -> List[str]:
         lines: List[str] = []
         fields = [self.field(structure, f, lines) for f in structure.fields]
         ident = structure.ident
@@ -71,7 +71,10 @@ class _SourceWriter:
         lines.append("};")
         flags = (f"{'true' if structure.reserved_id else 'false'}, "
                  f"{'true' if structure.owns_memory() else 'false'}")
-        lines.append(f'constexpr StructDescriptor kStruct_{ident}{{"{structure.cpp_path}", '
+        # A record that no module holds is declared for clients only; its table stays unread.
+        unused = "" if held else "[[maybe_unused]] "
+        lines.append(f"{unused}constexpr StructDescriptor kStruct_{ident}{{"
+                     f'"{structure.cpp_path}", '
                      f"sizeof({structure.cpp_path}), kFields_{ident}, {len(fields)}, {flags}, "
                      f"kSiteSource}};")
         return lines
@@ -162,6 +165,12 @@ unsigned int {top}::GetModified() const {{ return static_cast<const {cls}*>(this
 void {top}::Release() {{ static_cast<{cls}*>(this)->Release(); }}""".split("\n")
 
 
+def _held_by_field(namespace: Namespace, structure: Structure) -> bool:
+    if any(module.top is structure for module in namespace.modules):
+        return True
+    return any(f.element is structure for s in namespace.all_structures() for f in s.fields)
+
+
 def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str:
     writer = _SourceWriter(namespace)
     lines = [
@@ -190,7 +199,7 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
     for enum in namespace.all_enums():
         lines += _enum_table(enum)
     for structure in namespace.all_structures():
-        lines += [""] + writer.structure(structure)
+        lines += [""] + writer.structure(structure, _held_by_field(namespace, structure))
     for module in namespace.modules:
         lines += [""] + writer.module(module)
     lines += ["", "}  // namespace"]
