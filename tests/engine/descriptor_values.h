@@ -35,8 +35,12 @@ public:
 
     std::string Text() { return "text " + std::to_string(++m_counter); }
 
+    // Every other optional element is absent: its pointer entry is there, its value is not.
+    bool Exists() { return (++m_optionals % 2) != 0; }
+
 private:
     uint64_t m_counter = 0;
+    uint64_t m_optionals = 0;
 };
 
 class DescriptorWriter {
@@ -112,8 +116,11 @@ private:
                 }
                 case FieldKind::Optional: {
                     binwriter::ValueWriter child(m_builder);
-                    WriteElement(field.element, child);
-                    out.U32(1).Pointer(m_builder.AddPointerTarget(child.Bytes()));
+                    bool exists = m_values.Exists();
+                    if (exists) {
+                        WriteElement(field.element, child);
+                    }
+                    out.U32(exists ? 1 : 0).Pointer(m_builder.AddPointerTarget(child.Bytes()));
                     break;
                 }
                 case FieldKind::Memory: break;
@@ -140,6 +147,15 @@ private:
         if (!same && m_firstMismatch.empty()) {
             m_firstMismatch = path;
         }
+    }
+
+    static bool IsZero(const unsigned char* pMember, uint32_t size) {
+        for (uint32_t i = 0; i < size; ++i) {
+            if (pMember[i] != 0) {
+                return false;
+            }
+        }
+        return true;
     }
 
     uint64_t Bits(const unsigned char* pMember, uint32_t width) {
@@ -207,8 +223,13 @@ private:
                 case FieldKind::String: CheckText(pBase + field.offset, at); break;
                 case FieldKind::Counted: CheckArray(field, pBase, at); break;
                 case FieldKind::Optional:
-                    Expect(Bits(pBase + field.countOffset, 4) == 1, at + "Exists");
-                    CheckElement(field.element, pBase + field.offset, at);
+                    if (m_values.Exists()) {
+                        Expect(Bits(pBase + field.countOffset, 4) == 1, at + "Exists");
+                        CheckElement(field.element, pBase + field.offset, at);
+                    } else {
+                        Expect(Bits(pBase + field.countOffset, 4) == 0, at + "Exists");
+                        Expect(IsZero(pBase + field.offset, stride), at);
+                    }
                     break;
                 case FieldKind::Memory: break;
             }
