@@ -3,6 +3,7 @@
 // order, so every member gets a value of its own and a member read from the wrong place shows.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -79,7 +80,9 @@ private:
     void WriteElement(const ParameterEngine::ElementType& element, binwriter::ValueWriter& out) {
         using ParameterEngine::ElementKind;
         switch (element.kind) {
-            case ElementKind::Scalar: WriteScalar(ParameterEngine::WidthOf(element.scalar), out); break;
+            case ElementKind::Scalar:
+                WriteScalar(ParameterEngine::WidthOf(element.scalar), out);
+                break;
             case ElementKind::Enum: out.U32(m_values.Enum(*element.enumType)); break;
             case ElementKind::Struct: WriteStruct(*element.structType, out); break;
             case ElementKind::String: out.String(m_values.Text()); break;
@@ -150,12 +153,7 @@ private:
     }
 
     static bool IsZero(const unsigned char* pMember, uint32_t size) {
-        for (uint32_t i = 0; i < size; ++i) {
-            if (pMember[i] != 0) {
-                return false;
-            }
-        }
-        return true;
+        return std::all_of(pMember, pMember + size, [](unsigned char b) { return b == 0; });
     }
 
     uint64_t Bits(const unsigned char* pMember, uint32_t width) {

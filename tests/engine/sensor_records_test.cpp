@@ -37,7 +37,8 @@ std::string RoundTrip(const char* pName, unsigned int alignment) {
     EXPECT_TRUE(pModule->LoadModule(&binary.Table()));
     EXPECT_EQ(Errors(capture), Messages{});
     EXPECT_EQ(pModule->ModuleID, id);
-    std::string mismatch = DescriptorChecker().Check(*module.top, static_cast<const Top*>(pModule));
+    std::string mismatch =
+        DescriptorChecker().Check(*module.top, static_cast<const Top*>(pModule));
     pModule->UnloadModule();
     EXPECT_FALSE(pModule->Loaded);
     return mismatch;
@@ -51,7 +52,7 @@ struct SensorModule {
 class SensorRecords : public ::testing::TestWithParam<unsigned int> {};
 
 TEST_P(SensorRecords, EveryModuleRoundTripsThroughTheWriter) {
-    // The later name of a class with two is the one its GetName returns.
+    // A class with two names is registered and loaded under its second.
     using namespace Zyra;
     const SensorModule modules[] = {
         {"actuatorDriver1", &RoundTrip<ActuatorDriverDataClass, ActuatorDriverData>},
@@ -126,6 +127,7 @@ TEST(SensorRecords, CountedStringsLoadStopAtABadTextAndGiveEverythingBack) {
 
     // No names: a null array behind a sound pointer entry.
     pModule = binary.Create(none);
+    ASSERT_NE(pModule, nullptr);
     ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
     EXPECT_EQ(pModule->socIdInfo[0].binNameCount, 0u);
     EXPECT_EQ(pModule->socIdInfo[0].binName, nullptr);

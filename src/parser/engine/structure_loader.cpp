@@ -204,8 +204,8 @@ bool FillScalarArray(const FieldDescriptor& field, Entry& child, uint32_t* pCoun
     return true;
 }
 
-// The elements of a counted array of enums, structures or strings: shared with the duplicate group of
-// the child where one exists, else allocated and offered for sharing before they load.
+// The elements of a counted array of enums, structures or strings: shared with the duplicate
+// group of the child where one exists, else allocated and offered for sharing before they load.
 bool FillElements(const FieldDescriptor& field, const char* pSiteSource, Entry& child,
                   uint32_t* pCount, unsigned char* pBase, unsigned char alignment) {
     NestingGuard nesting;
