@@ -1,5 +1,6 @@
 """The sensor driver records: every record keeps the number of members and the array names
-that the drivers' binaries hold, and the classes their names and versions."""
+that the drivers' binaries hold, every enum its values, and the classes their names and
+versions."""
 
 import os
 import unittest
@@ -72,6 +73,29 @@ RECORDS = {
     "ZZHDRInformation": (2, []),
 }
 
+# Every enum accepts 0 up to its last value; the last two have no set and take any value.
+ENUM_LAST_VALUES = {
+    1: ["ActuatorFeedbackType", "ActuatorType", "CSIPHYChannelType", "DelayInfoType",
+        "DepthOutputFormat", "EndianType", "FlashDriverType", "InputCropType",
+        "LSCOrientationInfo", "PhaseType", "SensorFeatureType", "SignType", "WBType",
+        "ZZHDRFirstExposurePattern"],
+    2: ["ExposureType", "HDRExposureTypeInfo", "MipiFlagsType", "ParkLensExecution",
+        "PDAFPixelOrderType", "QCFAHDRTypeInfo", "RemosaicType", "SensorBroadcastMode"],
+    3: ["HDR3ExposureTypeInfo", "I2CFrequencyMode", "ModuleType", "PDAFOrientation",
+        "SensorPDStatsFormat", "SettingsFlag", "StereoCameraType", "TimeStampUnitInfo"],
+    4: ["NoiseCoefficientChannel", "PDAFBufferDataFormat", "TPGColorBarMode"],
+    5: ["ActuatorOperation", "AfLensSagType", "CameraPosition", "CFAPixelType",
+        "EEPROMIlluminantType", "PDAFType", "TestPatternMode"],
+    6: ["ColorFilterArrangement", "SensingMethod", "ZZHDRColorPattern"],
+    7: ["QCFAHDRPatternInfo", "SettingsType", "TPGPatternType"],
+    8: ["OperationType"],
+    11: ["PDAFPixelShieldInformation", "PowerConfigurationType"],
+    12: ["StreamType"],
+    19: ["TransitionGroupsEnum"],
+    20: ["SensorCapability"],
+    4294967295: ["PDAFCalibrationType", "PDAFOffsetMapDirection"],
+}
+
 
 def load():
     with open(SCHEMA, encoding="utf-8") as source:
@@ -92,6 +116,12 @@ class SensorRecords(unittest.TestCase):
         # The one array of texts.
         bin_name = next(f for f in found["SocIdInfo"].fields if f.name == "binName")
         self.assertIsInstance(bin_name.element, String)
+
+    def test_every_enum_accepts_its_values(self):
+        found = {e.name: e.ranges for e in load().enums}
+        expected = {name: [(0, last)] for last, names in ENUM_LAST_VALUES.items()
+                    for name in names}
+        self.assertEqual(found, expected)
 
     def test_classes_names_and_versions(self):
         namespace = load()
