@@ -117,6 +117,7 @@ class Refusals(unittest.TestCase):
         ("a structure without end", "struct topType\n  a UInt8\n", 7),
         ("an array of strings", "struct topType\n  a String [2]\nend\n", 7),
         ("an optional string", "struct topType\n  a String optional\nend\n", 7),
+        ("texts with reflection", "struct topType\n  a String counted\nend\n", 7),
         ("a report name on a single field", "struct topType\n  a UInt8 reports b\nend\n", 7),
         ("a module of an unknown structure", "struct otherType\n  a UInt8\nend\n", 3),
         ("a module version that is no version",

@@ -127,8 +127,15 @@ class _Parser:
             modules.append(Module(top, names, version))
         if not modules:
             raise self.error(end, "no module line")
-        return Namespace(self.namespace, self.version, self.family, self.flags, self.enums,
-                         self.structures, modules)
+        namespace = Namespace(self.namespace, self.version, self.family, self.flags, self.enums,
+                              self.structures, modules)
+        if "reflection" in self.flags:
+            # Field paths address texts and numbers, not an array of texts.
+            for structure in namespace.all_structures():
+                for f in structure.fields:
+                    if isinstance(f.element, String) and f.shape == "counted":
+                        raise self.error(f.line, "a counted array of strings has no reflection")
+        return namespace
 
     def parse_enum(self, line: int, args: List[str], scope: Optional[Structure],
                    siblings: List[Enum]) -> Enum:

@@ -113,6 +113,7 @@ const char* TypeWord(const ElementType& element) {
     switch (element.kind) {
         case ElementKind::Struct: return ParameterParserInfo::kStructure;
         case ElementKind::Enum: return ParameterParserInfo::kEnum;
+        case ElementKind::String: return ParameterParserInfo::kString;
         case ElementKind::Scalar: break;
     }
     switch (element.scalar) {
