@@ -7,6 +7,7 @@
 #include "parser/foundation/parameter_logging.h"
 #include "parser/foundation/parser_alloc_category.h"
 #include "parser/foundation/parser_object.h"
+#include "parser/livetuning/parameter_dialin_worker.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/module_data.h"
 #include "zyra/memory.h"
@@ -22,6 +23,13 @@ ParameterSetManager::~ParameterSetManager() {
                             "ParameterSetManager deleting");
     FreeReplacedParameters();
     FreeBinaryParameters();
+    // The worker goes only now: clients of the set manager have to stop tuning traffic
+    // before they destroy it.
+    if (m_dialinWorker != nullptr) {
+        m_dialinWorker->Stop();
+        ParserDelete(m_dialinWorker);
+        m_dialinWorker = nullptr;
+    }
     for (ParameterSetManager* pUpdate : m_updateSets) {
         delete pUpdate;
     }
@@ -38,6 +46,19 @@ void ParameterSetManager::operator delete(void* pMemory) noexcept { ZyraFree(pMe
 
 void ParameterSetManager::operator delete(void* pMemory, const std::nothrow_t&) noexcept {
     ZyraFree(pMemory);
+}
+
+bool ParameterSetManager::CreateDialinWorker() {
+    if (m_dialinWorker == nullptr) {
+        m_dialinWorker = ParserNew<ParameterDialinWorker>(this);
+    }
+    return m_dialinWorker != nullptr;
+}
+
+void ParameterSetManager::StartDialinWorker() {
+    if (m_valid && m_dialinEnabled && m_dialinWorker != nullptr) {
+        m_dialinWorker->Start();
+    }
 }
 
 void ParameterSetManager::FreeBinaryParameters() {

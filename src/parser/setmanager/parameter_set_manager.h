@@ -28,6 +28,7 @@ class DefaultModule;
 class ModeEntry;
 class ModuleData;
 class ParameterBinaryFile;
+class ParameterDialinWorker;
 class ParameterFileSymbolTable;
 class ParameterFileSymbolTableEntry;
 class ParameterModule;
@@ -214,6 +215,10 @@ protected:
     // UpdateBinaryParameters loads the new binary into; null when memory ran out. A class
     // that keeps this one takes no updates.
     virtual ParameterSetManager* CreateUpdateSet() { return nullptr; }
+    // Gives this set manager a live tuning worker, which then starts after every good load
+    // while m_dialinEnabled is set. False when memory ran out.
+    bool CreateDialinWorker();
+    ParameterDialinWorker* m_dialinWorker = nullptr;
     // What every SaveAndClearModules does: each instance of each DefaultModule moves to
     // m_replacedModules and the instance lists are emptied; the prototypes stay.
     void SaveAndClearDefaultModules();
@@ -247,6 +252,9 @@ private:
     void LoadOnDemand(const char* pFileName, ParameterBinaryFile* pFile, unsigned char* pBuffer,
                       unsigned int fileSize);
     void LogLoadCompleted();
+    // The buffer load without starting the worker, which the file load shares.
+    bool LoadBinaryBuffer(unsigned char* pBuffer, unsigned long length);
+    void StartDialinWorker();
     // Creates each module of the symbol table and files it under its mode.
     bool CreateModules();
 

@@ -255,6 +255,12 @@ bool ParameterSetManager::CreateModules() {
 }
 
 bool ParameterSetManager::LoadBinaryParameters(unsigned char* pBuffer, unsigned long length) {
+    LoadBinaryBuffer(pBuffer, length);
+    StartDialinWorker();
+    return m_valid;
+}
+
+bool ParameterSetManager::LoadBinaryBuffer(unsigned char* pBuffer, unsigned long length) {
     LOG_DEBUG("Load Binary Parameters from buffer\n");
     m_valid = false;
     if (m_symbolTable != nullptr) {
@@ -310,7 +316,7 @@ bool ParameterSetManager::LoadBinaryParameters(const char* pFileName) {
     } else if (m_onDemand) {
         LoadOnDemand(pFileName, pFile, pBuffer, fileSize);
     } else {
-        LoadBinaryParameters(pBuffer, fileSize);
+        LoadBinaryBuffer(pBuffer, fileSize);
         ZyraFree(pBuffer);
     }
 
@@ -324,6 +330,7 @@ bool ParameterSetManager::LoadBinaryParameters(const char* pFileName) {
         // Nothing will read from the file again.
         ParserDelete(pFile);
     }
+    StartDialinWorker();
     return m_valid;
 }
 

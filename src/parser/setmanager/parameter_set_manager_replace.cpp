@@ -44,6 +44,10 @@ bool ParameterSetManager::UpdateBinaryParameters(unsigned char* pBuffer, unsigne
         return false;
     }
     ParameterSetManager* pUpdate = CreateUpdateSet();
+    if (pUpdate != nullptr) {
+        // Only this set manager serves tuning clients; its update sets hold data alone.
+        pUpdate->m_dialinEnabled = false;
+    }
     if (pUpdate != nullptr && pUpdate->LoadBinaryParameters(pBuffer, length)) {
         UpdateParameters(pUpdate);
     } else {

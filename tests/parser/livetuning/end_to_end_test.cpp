@@ -1,0 +1,132 @@
+// Every command over loopback against a loaded set manager, checked by its exact response.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "live_tuning_test_support.h"
+#include "parser/livetuning/parameter_dialin_custom_handler.h"
+#include "log_capture.h"
+
+namespace livetuning_test {
+namespace {
+
+using tuningclient::Command;
+
+std::string Curve(int changed = -1, int value = 0) {
+    std::string text;
+    for (int i = 0; i < static_cast<int>(TuningTestModule::kCurveSize); ++i) {
+        text += (i != 0 ? "," : "") + std::to_string(i == changed ? value : i);
+    }
+    return text;
+}
+
+TEST(LiveTuningEndToEnd, DeviceInfoNamesTheBinaryTagOrTheHandle) {
+    for (const std::string tag : {"lab unit 7", ""}) {
+        Served served(tag);
+        ASSERT_TRUE(served.client.IsConnected());
+        const IParameterDataAPI* pApi = served.manager.get();
+        const auto handle = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(pApi));
+        char hex[32];
+        std::snprintf(hex, sizeof(hex), "0x%016llx", static_cast<unsigned long long>(handle));
+        const std::string name = tag.empty() ? hex : tag;
+
+        ASSERT_TRUE(served.client.SendRaw(tuningclient::EncodeRequest(Command::DeviceInfo)));
+        const std::optional<tuningclient::Response> response = served.client.Receive();
+        ASSERT_TRUE(response);
+        EXPECT_EQ(response->bytes.size(), name.size() + 17);
+        const std::optional<tuningclient::DeviceInfo> info = ParseDeviceInfo(*response);
+        ASSERT_TRUE(info);
+        EXPECT_EQ(info->version, 1);
+        EXPECT_EQ(info->handle, handle);
+        EXPECT_EQ(info->name, name);
+    }
+}
+
+TEST(LiveTuningEndToEnd, ModesValuesAndInfo) {
+    Served served;
+    tuningclient::TuningClient& client = served.client;
+    served.manager->SetControlValues("5=1,2=2.5");
+
+    EXPECT_EQ(client.ControlValues(), "2=2.500000,5=1");
+    EXPECT_EQ(client.TriggerValues(), "");
+    EXPECT_EQ(client.ChildModes(""), "Usecase.Preview,Usecase.Snapshot");
+    EXPECT_EQ(client.ChildModes("Default|Usecase.Preview"), "");
+    EXPECT_EQ(client.Info("Default", ""), "awb=Default,Module;lens=Default,Module");
+    EXPECT_EQ(client.Info("Default|Usecase.Preview", "lens"), "gain=22,Int32;curve,Int32,65");
+    EXPECT_EQ(client.GetValues("Default|Usecase.Preview", "lens", "gain,curve[64]"),
+              "gain=22;curve[64]=64");
+    EXPECT_EQ(client.GetValues("Default", "lens.curve"), "curve=" + Curve());
+    EXPECT_EQ(client.GetValues("Default", "lens"), "gain=11;curve=" + Curve());
+    EXPECT_EQ(client.GetValues("Default", "nosuch", "gain"), "");
+    EXPECT_EQ(client.ActiveModes(), "Default|Usecase.Preview");
+
+    // Only the good assignments answer, with what is stored now.
+    EXPECT_EQ(client.SetValues("Default|Usecase.Snapshot", "lens",
+                               "gain=-7;curve[3]=;bogus=1;curve[9];curve[8]=x;curve[64]=5"),
+              "gain=-7;curve[64]=5");
+    EXPECT_EQ(client.GetValues("Default", "lens", "gain,curve[64],curve[3]"),
+              "gain=-7;curve[64]=5;curve[3]=3");
+    EXPECT_EQ(client.GetValues("Default|Usecase.Preview", "lens", "gain"), "gain=22");
+    EXPECT_EQ(client.SetValues("Default", "awb", "nosuch=1"), "");
+}
+
+class Echo : public ParameterDialinCustomHandler {
+public:
+    uint16_t HandleRequest(const unsigned char* pRequest, unsigned int size, uint16_t maxSize,
+                           unsigned char* pResponse, uint16_t* pResponseLength) override {
+        lastMax = maxSize;
+        for (unsigned int i = 0; i < size; ++i) {
+            pResponse[i] = static_cast<unsigned char>(pRequest[size - 1 - i]);
+        }
+        *pResponseLength = static_cast<uint16_t>(size);
+        return 0xbeef;
+    }
+    uint16_t lastMax = 0;
+};
+
+TEST(LiveTuningEndToEnd, CustomGoesToTheInstalledHandlerOrAnswersZero) {
+    Served served;
+    zyra_test::LogCapture capture;
+    const std::vector<uint8_t> payload = {1, 2, 3, 0xff};
+
+    std::optional<tuningclient::CustomResult> result = served.client.Custom(payload);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->result, 0);
+    EXPECT_TRUE(result->data.empty());
+    EXPECT_TRUE(capture.Contains("Dialin queued Custom command received with no handler "
+                                 "installed, sending result = 0"));
+
+    Echo echo;
+    served.manager->Worker()->Stop();
+    served.manager->Worker()->SetCustomHandler(&echo);
+    served.manager->Worker()->Start();
+    ASSERT_TRUE(served.client.Connect("127.0.0.1", served.manager->Worker()->Port()));
+    result = served.client.Custom(payload);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->result, 0xbeef);
+    EXPECT_EQ(result->data, (std::vector<uint8_t>{0xff, 3, 2, 1}));
+    EXPECT_EQ(echo.lastMax, 65523);
+    EXPECT_TRUE(capture.Contains("Payload: FF030201..."));
+}
+
+TEST(LiveTuningEndToEnd, WorkerStartsOnlyAfterAGoodLoadWhileEnabled) {
+    TuningTestSetManager disabled;
+    disabled.SetDialinEnabled(false);
+    ASSERT_TRUE(disabled.LoadTestBinary("tag"));
+    EXPECT_FALSE(disabled.Worker()->IsRunning());
+
+    TuningTestSetManager failed;
+    std::vector<uint8_t> junk(64, 0x5a);
+    EXPECT_FALSE(failed.LoadBinaryParameters(junk.data(), junk.size()));
+    EXPECT_FALSE(failed.Worker()->IsRunning());
+
+    TuningTestSetManager good;
+    ASSERT_TRUE(good.LoadTestBinary("tag"));
+    EXPECT_TRUE(good.Worker()->IsRunning());
+    // Destroyed running: the set manager stops the worker on its way out.
+}
+
+}  // namespace
+}  // namespace livetuning_test

@@ -1,0 +1,174 @@
+#include "live_tuning_test_support.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "binwriter/tuning_binary_builder.h"
+#include "parser/file/parameter_file_symbol_table.h"
+#include "parser/foundation/parser_object.h"
+#include "parser/setmanager/default_module.h"
+#include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_parser_info.h"
+
+namespace livetuning_test {
+
+namespace {
+
+const VersionUnion kVersion{1, 0, 0};
+const char* const kModuleNames[] = {"lens", "awb"};
+
+std::vector<uint8_t> ValueBytes(uint32_t value) {
+    std::vector<uint8_t> bytes(8, 0);
+    for (int i = 0; i < 4; ++i) {
+        bytes[i] = static_cast<uint8_t>(value >> (8 * i));
+    }
+    return bytes;
+}
+
+binwriter::ModeRecord Mode(uint16_t mode, uint16_t subMode, std::optional<uint32_t> parent) {
+    binwriter::ModeRecord record;
+    record.mode = mode;
+    record.subMode = subMode;
+    record.parent = parent;
+    return record;
+}
+
+}  // namespace
+
+TuningTestModule::TuningTestModule(const char* pName, const VersionUnion& version,
+                                   ModuleData* pData)
+    : ParameterModule(pName, version, pData) {
+    for (unsigned int i = 0; i < kCurveSize; ++i) {
+        Curve[i] = static_cast<int32_t>(i);
+    }
+}
+
+ParameterModule* TuningTestModule::Create(ModuleData* pData, DefaultModule* pDefault) const {
+    const VersionUnion version = pData->Version;
+    if (std::strcmp(Type, pData->Type) != 0 || version != Version) {
+        return nullptr;
+    }
+    auto* pModule = new TuningTestModule(Name, Version, pData);
+    pModule->ModuleID = pData->ID;
+    pDefault->AddModule(pModule);
+    return pModule;
+}
+
+bool TuningTestModule::LoadModule(ParameterFileSymbolTable* pSymbolTable) {
+    if (Loaded) {
+        return true;
+    }
+    ParameterFileSymbolTableEntry entry;
+    Loaded = pSymbolTable != nullptr && pSymbolTable->Find(entry, ModuleID, true) &&
+             entry.Read(&Gain, pSymbolTable->GetAlignment());
+    return Loaded;
+}
+
+int32_t* TuningTestModule::Field(const char* pPath) {
+    if (pPath == nullptr) {
+        return nullptr;
+    }
+    if (std::strcmp(pPath, "gain") == 0) {
+        return &Gain;
+    }
+    unsigned int index = 0;
+    int consumed = 0;
+    if (std::sscanf(pPath, "curve[%u]%n", &index, &consumed) == 1 && pPath[consumed] == '\0' &&
+        index < kCurveSize) {
+        return &Curve[index];
+    }
+    return nullptr;
+}
+
+bool TuningTestModule::GetValue(const char* pPath, char* pValue, unsigned int size) {
+    const int32_t* pField = Field(pPath);
+    if (pField == nullptr) {
+        return false;
+    }
+    std::snprintf(pValue, size, "%d", *pField);
+    return true;
+}
+
+bool TuningTestModule::SetValue(const char* pPath, const char* pValue) {
+    int32_t* pField = Field(pPath);
+    char* pEnd = nullptr;
+    const long value = std::strtol(pValue, &pEnd, 10);
+    if (pField == nullptr || pEnd == pValue || *pEnd != '\0') {
+        return false;
+    }
+    *pField = static_cast<int32_t>(value);
+    ++Modified;
+    return true;
+}
+
+bool TuningTestModule::GetInfo(const char* pPath, PList<ParameterParserInfo>& info) {
+    const ParameterParserInfo gain(nullptr, ParameterParserInfo::kInt32, static_cast<double>(Gain),
+                                   0);
+    const ParameterParserInfo curve(nullptr, ParameterParserInfo::kInt32, true, false, kCurveSize);
+    if (pPath == nullptr) {
+        ParameterParserInfo named = gain;
+        named.Name = "gain";
+        info.Insert(info.Count(), named);
+        named = curve;
+        named.Name = "curve";
+        info.Insert(info.Count(), named);
+        return true;
+    }
+    if (std::strcmp(pPath, "gain") == 0 || std::strcmp(pPath, "curve") == 0) {
+        info.Insert(info.Count(), pPath[0] == 'g' ? gain : curve);
+        return true;
+    }
+    return false;
+}
+
+TuningTestSetManager::TuningTestSetManager() {
+    m_maxActiveModes = 17;
+    m_onDemand = true;
+    for (const char* pName : kModuleNames) {
+        auto* pPrototype = new TuningTestModule(pName, kVersion, nullptr);
+        m_defaultModules[pPrototype->Type] = ParserNew<DefaultModule>(pPrototype);
+    }
+    CreateDialinWorker();
+}
+
+TuningTestSetManager::~TuningTestSetManager() {
+    for (auto& entry : m_defaultModules) {
+        ParserDelete(entry.second);
+    }
+    m_defaultModules.clear();
+}
+
+DefaultModule* TuningTestSetManager::GetDefaultModule(char* pType) {
+    auto found = m_defaultModules.find(pType != nullptr ? pType : "");
+    return found != m_defaultModules.end() ? found->second : nullptr;
+}
+
+bool TuningTestSetManager::LoadTestBinary(const std::string& binaryTag) {
+    binwriter::TuningBinaryBuilder builder({5, 0, 0});
+    builder.SetBinaryTag(binaryTag);
+    builder.AddMode(Mode(0, 0, std::nullopt));
+    builder.AddMode(Mode(2, 0, 0));
+    builder.AddMode(Mode(2, 1, 0));
+    builder.AddModule("lens", {1, 0, 0}, 0, ValueBytes(11));
+    builder.AddModule("lens", {1, 0, 0}, 1, ValueBytes(22));
+    builder.AddModule("awb", {1, 0, 0}, 0, ValueBytes(33));
+    const std::vector<uint8_t> binary = builder.Build();
+    const std::string path =
+        m_directory.Write("tuning.bin", std::string(binary.begin(), binary.end()));
+    return LoadBinaryParameters(path.c_str());
+}
+
+Served::Served(const std::string& binaryTag) : manager(new TuningTestSetManager) {
+    if (manager->LoadTestBinary(binaryTag)) {
+        client.Connect("127.0.0.1", manager->Worker()->Port());
+    }
+}
+
+Served::~Served() {
+    // Tuning traffic ends before the set manager goes.
+    client.Close();
+    manager->Worker()->Stop();
+}
+
+}  // namespace livetuning_test
