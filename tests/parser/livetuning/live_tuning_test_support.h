@@ -50,7 +50,7 @@ public:
     void SaveAndClearModules() override { SaveAndClearDefaultModules(); }
 
     ParameterDialinWorker* Worker() { return m_dialinWorker; }
-    void SetDebugLogging(bool enabled) { m_logDebug = enabled; }
+    void SetLoggingEnabled(bool enabled) { m_logErrors = m_logWarnings = m_logDebug = enabled; }
     void SetDialinEnabled(bool enabled) { m_dialinEnabled = enabled; }
     bool LoadTestBinary(const std::string& binaryTag);
 
