@@ -38,6 +38,16 @@ private:
     int m_socket;
 };
 
+// The internal port range, which no other test uses, so that servers of tests running in
+// parallel cannot free a port this test counts as taken.
+class InternalPorts {
+public:
+    InternalPorts() { ParameterDialinCom::UseInternalPort = true; }
+    ~InternalPorts() { ParameterDialinCom::UseInternalPort = false; }
+    InternalPorts(const InternalPorts&) = delete;
+    InternalPorts& operator=(const InternalPorts&) = delete;
+};
+
 int Count(const zyra_test::LogCapture& capture, const std::string& text) {
     int count = 0;
     for (const std::string& line : capture.Texts()) {
@@ -47,17 +57,19 @@ int Count(const zyra_test::LogCapture& capture, const std::string& text) {
 }
 
 TEST(LiveTuningTransport, FallsBackToTheNextFreePortAndGivesUpAfterSixtyFour) {
+    const InternalPorts internal;
+    const unsigned short first = ParameterDialinCom::kInternalPort;
     {
-        PortHolder taken(ParameterDialinCom::kDefaultPort);
+        PortHolder taken(first);
         Served served;
         const unsigned short port = served.manager->Worker()->Port();
-        EXPECT_GT(port, ParameterDialinCom::kDefaultPort);
-        EXPECT_LT(port, ParameterDialinCom::kDefaultPort + ParameterDialinCom::kPortAttempts);
+        EXPECT_GT(port, first);
+        EXPECT_LT(port, first + ParameterDialinCom::kPortAttempts);
         EXPECT_TRUE(served.client.GetDeviceInfo());
     }
     std::vector<std::unique_ptr<PortHolder>> all;
     for (unsigned int i = 0; i < ParameterDialinCom::kPortAttempts; ++i) {
-        all.push_back(std::make_unique<PortHolder>(ParameterDialinCom::kDefaultPort + i));
+        all.push_back(std::make_unique<PortHolder>(first + i));
     }
     zyra_test::LogCapture capture;
     ParameterDialinCom com(nullptr);
@@ -111,7 +123,8 @@ TEST(LiveTuningTransport, OneClientAtATimeAndStopWithIdleClients) {
     worker.Start();
     tuningclient::TuningClient silent;
     ASSERT_TRUE(silent.Connect("127.0.0.1", worker.Port()));
-    for (int i = 0; i < 200 && Count(capture, "Dialin accepted data connection") < 4; ++i) {
+    // Accepted so far: brief, first, second, third and now silent.
+    for (int i = 0; i < 200 && Count(capture, "Dialin accepted data connection") < 5; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     worker.Stop();
