@@ -73,11 +73,8 @@ ParameterDialinCom::~ParameterDialinCom() {
     ClosePort();
 }
 
-unsigned short ParameterDialinCom::StartCom() {
-    // Socket start-up needs nothing on this platform.
-    m_firstStart = false;
-    return OpenPort();
-}
+// Sockets need no start-up on this platform, so every start just opens the port.
+unsigned short ParameterDialinCom::StartCom() { return OpenPort(); }
 
 void ParameterDialinCom::StopCom() { ClosePort(); }
 

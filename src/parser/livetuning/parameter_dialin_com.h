@@ -89,5 +89,4 @@ private:
     int MakeSocket();
 
     SocketID m_socket;
-    bool m_firstStart = true;
 };

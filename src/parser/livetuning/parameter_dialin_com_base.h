@@ -62,11 +62,8 @@ public:
     // Seconds a thread waits for its queue before looking at the stop flag again.
     int Timeout = 3;
 
-protected:
-    const char* Identifier() const;
-    IParameterLoggingAPI* m_pLogging;
-
 private:
+    const char* Identifier() const;
     void ReadWorker();
     void WriteWorker();
     void WaitForWrites();
@@ -74,6 +71,7 @@ private:
     // and either taken, left stuck, or the buffer emptied. The length when taken.
     unsigned int TakeRequest(unsigned char* pOutput, unsigned int size, unsigned char commandLimit);
 
+    IParameterLoggingAPI* m_pLogging;
     std::unique_ptr<unsigned char[]> m_receiveBuffer;
     unsigned int m_receiveCount = 0;
     std::atomic<bool> m_stop{false};
