@@ -120,20 +120,20 @@ std::optional<std::string> TuningClient::ChildModes(const std::string& path) {
 }
 
 std::optional<std::string> TuningClient::Info(const std::string& path,
-                                              const std::string& moduleSpec) {
-    return TextExchange(Command::Info, path + ":" + moduleSpec);
+                                              const std::string& module) {
+    return TextExchange(Command::Info, path + ":" + module);
 }
 
 std::optional<std::string> TuningClient::GetValues(const std::string& path,
-                                                   const std::string& moduleSpec,
+                                                   const std::string& module,
                                                    const std::string& names) {
-    return TextExchange(Command::GetValues, path + ":" + moduleSpec + ":" + names);
+    return TextExchange(Command::GetValues, path + ":" + module + ":" + names);
 }
 
 std::optional<std::string> TuningClient::SetValues(const std::string& path,
-                                                   const std::string& moduleSpec,
+                                                   const std::string& module,
                                                    const std::string& assignments) {
-    return TextExchange(Command::SetValues, path + ":" + moduleSpec + ":" + assignments);
+    return TextExchange(Command::SetValues, path + ":" + module + ":" + assignments);
 }
 
 std::optional<CustomResult> TuningClient::Custom(const std::vector<uint8_t>& payload) {

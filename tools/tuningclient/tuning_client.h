@@ -35,13 +35,13 @@ public:
     std::optional<std::string> TriggerValues();
     // Children of a named mode path ("" for the root), as "Mode.SubMode" joined by ",".
     std::optional<std::string> ChildModes(const std::string& path);
-    // Modules of a mode path (empty `moduleSpec`), or the fields of one module.
-    std::optional<std::string> Info(const std::string& path, const std::string& moduleSpec);
-    // "name=value" joined by ";"; all fields of the specification when `names` is empty.
-    std::optional<std::string> GetValues(const std::string& path, const std::string& moduleSpec,
+    // Modules of a mode path (empty `module`), or the fields of one module.
+    std::optional<std::string> Info(const std::string& path, const std::string& module);
+    // "name=value" joined by ";"; all fields that `module` names when `names` is empty.
+    std::optional<std::string> GetValues(const std::string& path, const std::string& module,
                                          const std::string& names = {});
     // Assignments "name=value" joined by ";"; answers what was stored, read back.
-    std::optional<std::string> SetValues(const std::string& path, const std::string& moduleSpec,
+    std::optional<std::string> SetValues(const std::string& path, const std::string& module,
                                          const std::string& assignments);
     std::optional<CustomResult> Custom(const std::vector<uint8_t>& payload);
 

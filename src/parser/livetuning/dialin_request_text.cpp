@@ -27,8 +27,8 @@ DialinRequestText::DialinRequestText(const unsigned char* pPayload, unsigned int
         return;
     }
     const size_t second = text.find(':', first + 1);
-    Spec = Part(text, first + 1, second);
-    HasSpec = true;
+    Module = Part(text, first + 1, second);
+    HasModule = true;
     if (second != std::string::npos) {
         Rest = Part(text, second + 1, std::string::npos);
         HasRest = true;

@@ -1,4 +1,4 @@
-// The text of a request payload: mode path, module specification and the rest, separated by
+// The text of a request payload: mode path, module part and the rest, separated by
 // the first two ":". The payload ends at its first nul or at the end of the packet.
 #pragma once
 
@@ -11,9 +11,9 @@ struct DialinRequestText {
     DialinRequestText(const unsigned char* pPayload, unsigned int size);
 
     std::string Path;
-    std::string Spec;
+    std::string Module;
     std::string Rest;
-    // A ":" follows the path, and a second one the specification.
-    bool HasSpec = false;
+    // A ":" follows the path, and a second one the module part.
+    bool HasModule = false;
     bool HasRest = false;
 };

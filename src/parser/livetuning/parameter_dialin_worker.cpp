@@ -197,9 +197,9 @@ void ParameterDialinWorker::SendInfo(const unsigned char* pRequest, unsigned int
     std::unique_ptr<unsigned char[]> response = IdResponse(pRequest, kMaxSize);
     DialinTextWriter writer(Text(response.get() + kIdHeaderSize), kDataRoom, m_pDataAPI);
     PList<ParameterParserInfo> records;
-    const bool hasSpec = request.HasSpec && !request.Spec.empty();
+    const bool hasModule = request.HasModule && !request.Module.empty();
     if (m_pDataAPI->GetInfo(Shorthand(request.Path).c_str(),
-                            hasSpec ? request.Spec.c_str() : nullptr, records)) {
+                            hasModule ? request.Module.c_str() : nullptr, records)) {
         for (uint32_t i = 0; i < records.Count(); ++i) {
             const ParameterParserInfo& record = records[i];
             writer.Append(i != 0 ? ";" : "");
@@ -217,7 +217,7 @@ void ParameterDialinWorker::SendInfo(const unsigned char* pRequest, unsigned int
     }
     SetLength(response.get(), kIdHeaderSize + writer.Length() + 1);
     WORKER_LOG(Debug, "Dialin queued command: Info(%d), ID: %u, Payload: %s", Info,
-               ReadU32(pRequest + kIdOffset), (request.Path + ":" + request.Spec).c_str());
+               ReadU32(pRequest + kIdOffset), (request.Path + ":" + request.Module).c_str());
     m_com.Write(response.get(), ReadU16(response.get() + kLengthOffset));
 }
 
@@ -228,9 +228,9 @@ void ParameterDialinWorker::SendValues(const unsigned char* pRequest, unsigned i
     const DialinRequestText request(pRequest + kIdHeaderSize, size - kIdHeaderSize);
     std::unique_ptr<unsigned char[]> response = IdResponse(pRequest, kMaxSize);
     char* pText = Text(response.get() + kIdHeaderSize);
-    if (request.HasSpec) {
+    if (request.HasModule) {
         const bool hasNames = request.HasRest && !request.Rest.empty();
-        if (!m_pDataAPI->GetValue(Shorthand(request.Path).c_str(), request.Spec.c_str(),
+        if (!m_pDataAPI->GetValue(Shorthand(request.Path).c_str(), request.Module.c_str(),
                                   hasNames ? request.Rest.c_str() : nullptr, pText, kDataRoom)) {
             pText[0] = '\0';
         }
@@ -239,7 +239,7 @@ void ParameterDialinWorker::SendValues(const unsigned char* pRequest, unsigned i
     SetLength(response.get(), std::strlen(pText) + kIdHeaderSize + 1);
     WORKER_LOG(Debug, "Dialin queued command: GetValues(%d), ID: %u, Payload: %s", GetValues,
                ReadU32(pRequest + kIdOffset),
-               (request.Path + ":" + request.Spec + ":" + request.Rest).c_str());
+               (request.Path + ":" + request.Module + ":" + request.Rest).c_str());
     m_com.Write(response.get(), ReadU16(response.get() + kLengthOffset));
 }
 
@@ -263,9 +263,9 @@ void ParameterDialinWorker::SendSetValues(const unsigned char* pRequest, unsigne
         }
         const std::string name = assignment.substr(0, equals);
         const std::string value = assignment.substr(equals + 1);
-        if (m_pDataAPI->SetValue(shorthand.c_str(), request.Spec.c_str(), name.c_str(),
+        if (m_pDataAPI->SetValue(shorthand.c_str(), request.Module.c_str(), name.c_str(),
                                  value.c_str()) &&
-            m_pDataAPI->GetValue(shorthand.c_str(), request.Spec.c_str(), name.c_str(),
+            m_pDataAPI->GetValue(shorthand.c_str(), request.Module.c_str(), name.c_str(),
                                  stored.get(), kMaxSize)) {
             stored[kMaxSize - 1] = '\0';
             writer.Append(writer.Length() != 0 ? ";" : "");
@@ -275,7 +275,7 @@ void ParameterDialinWorker::SendSetValues(const unsigned char* pRequest, unsigne
     SetLength(response.get(), writer.Length() + kIdHeaderSize + 1);
     WORKER_LOG(Debug, "Dialin queued command: SetValues(%d), ID: %u, Payload: %s", SetValues,
                ReadU32(pRequest + kIdOffset),
-               (request.Path + ":" + request.Spec + ":" + request.Rest).c_str());
+               (request.Path + ":" + request.Module + ":" + request.Rest).c_str());
     m_com.Write(response.get(), ReadU16(response.get() + kLengthOffset));
 }
 
