@@ -1,16 +1,19 @@
 #!/usr/bin/env python3
 """Turns one schema file into <namespace>.h and <namespace>.cpp in an output directory.
 
-Usage: generate.py --out DIR SCHEMA
+Usage: generate.py --out DIR [--schemas DIR]... [--depfile FILE] SCHEMA
+
+A `use NAME` line of the schema is read from NAME.schema in the schema's own folder or in one of
+the --schemas folders, in that order.
 """
 
 import argparse
 import os
 import sys
-
 from zyra_schema.emit_header import emit_header
 from zyra_schema.emit_source import emit_source
-from zyra_schema.parser import SchemaError, parse_schema
+from zyra_schema.loader import SchemaLoader
+from zyra_schema.parser import SchemaError
 
 
 def write_if_changed(path: str, text: str) -> None:
@@ -26,17 +29,16 @@ def write_if_changed(path: str, text: str) -> None:
 def main() -> int:
     arguments = argparse.ArgumentParser(description=__doc__)
     arguments.add_argument("--out", required=True)
+    arguments.add_argument("--schemas", action="append", default=[])
+    arguments.add_argument("--depfile")
     arguments.add_argument("schema")
     options = arguments.parse_args()
 
     schema_name = os.path.basename(options.schema)
     stem = os.path.splitext(schema_name)[0]
+    loader = SchemaLoader([os.path.dirname(os.path.abspath(options.schema))] + options.schemas)
     try:
-        with open(options.schema, encoding="utf-8") as source:
-            namespace = parse_schema(options.schema, source.read())
-        if namespace.name != stem:
-            raise SchemaError(options.schema, 1,
-                              f"namespace '{namespace.name}' must match the file name '{stem}'")
+        namespace = loader.load(options.schema)
     except SchemaError as error:
         print(f"error: {error}", file=sys.stderr)
         return 1
@@ -46,6 +48,10 @@ def main() -> int:
     write_if_changed(os.path.join(options.out, header_name), emit_header(namespace, schema_name))
     write_if_changed(os.path.join(options.out, f"{stem}.cpp"),
                      emit_source(namespace, schema_name, header_name))
+    if options.depfile:
+        # The outputs also depend on every schema that this one uses.
+        target = os.path.abspath(os.path.join(options.out, header_name))
+        write_if_changed(options.depfile, f"{target}: {' '.join(loader.paths)}\n")
     return 0
 
 

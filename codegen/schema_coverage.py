@@ -15,8 +15,9 @@ import sys
 from dataclasses import dataclass
 from typing import Dict, List, Optional, Tuple
 
+from zyra_schema.loader import SchemaLoader
 from zyra_schema.model import Namespace, Structure
-from zyra_schema.parser import SchemaError, parse_schema
+from zyra_schema.parser import SchemaError
 
 ALL_CLASSES = 476
 ALL_NAMES = 768
@@ -63,9 +64,9 @@ def read_catalogue(path: str) -> List[CatalogueClass]:
 
 def read_schemas(directory: str) -> Dict[str, Namespace]:
     namespaces = {}
+    loader = SchemaLoader([directory])
     for path in sorted(glob.glob(os.path.join(directory, "*.schema"))):
-        with open(path, encoding="utf-8") as source:
-            namespace = parse_schema(path, source.read())
+        namespace = loader.load(path)
         namespaces[namespace.name] = namespace
     return namespaces
 

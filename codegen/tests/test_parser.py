@@ -143,5 +143,69 @@ class Refusals(unittest.TestCase):
             parse("namespace n\nmodule t a\nstruct t\n  a UInt8\nend\n")
 
 
+SHARED = """\
+namespace common
+enum levels 0-16
+struct rangeType
+  start Float
+  end   Float
+end
+"""
+
+
+class SharedNamespaces(unittest.TestCase):
+    def setUp(self):
+        self.common = parse_schema("common.schema", SHARED)
+        # Registers a module, so it cannot be used.
+        self.module = parse_schema("demo_1_2_3.schema", HEAD + "struct topType\n  a UInt8\nend\n")
+
+    def find(self, name):
+        return {"common": self.common, "demo_1_2_3": self.module}.get(name)
+
+    def parse_using(self, body: str):
+        return parse_schema("demo_1_2_3.schema", HEAD + "use common\n" + body, self.find)
+
+    def test_used_declarations_keep_their_home(self):
+        self.assertTrue(self.common.shared)
+        self.assertIsNone(self.common.version)
+        ns = self.parse_using(
+            "struct topType\n  level common::levels counted\n  range common::rangeType\n"
+            "  enable_section struct\n  end\n  dynamic_enable_triggers struct\n"
+            "    abf_enable struct\n      enable Int32\n    end\n  end\n"
+            "  other struct\n    a UInt8\n  end\nend\n")
+        self.assertEqual(ns.uses, [self.common])
+        fields = {f.name: f for f in ns.modules[0].top.fields}
+        self.assertIs(fields["range"].element, self.common.structures[0])
+        self.assertEqual((fields["level"].element.home, fields["range"].element.home),
+                         ("common", "common"))
+        self.assertEqual(ns.modules[0].top.home, "demo_1_2_3")
+        # The common sections and each dynamic switch begin with reservedID, nothing else.
+        reserved = {s.cpp_path: s.reserved_id for s in ns.all_structures()}
+        self.assertEqual(reserved, {
+            "topType::enable_sectionStruct": True,
+            "topType::dynamic_enable_triggersStruct::abf_enableStruct": True,
+            "topType::dynamic_enable_triggersStruct": False,
+            "topType::otherStruct": False,
+            "topType": False,
+        })
+
+    def test_mistakes_of_use(self):
+        cases = [
+            ("a namespace nobody declares", HEAD + "use nowhere\n", 6),
+            ("a namespace that registers modules", HEAD + "use demo_1_2_3\n", 6),
+            ("a qualified name without use", HEAD + "struct topType\n  a common::levels\nend\n", 7),
+            ("a name the namespace lacks", HEAD + "use common\nstruct topType\n"
+             "  a common::pointType\nend\n", 8),
+            ("an empty structure without reservedID", HEAD + "struct topType\n  a struct\n"
+             "  end\nend\n", 8),
+            ("flags in a shared namespace", SHARED + "flags clone\n", 7),
+        ]
+        for what, text, line in cases:
+            with self.subTest(what):
+                with self.assertRaises(SchemaError) as caught:
+                    parse_schema("demo_1_2_3.schema", text, self.find)
+                self.assertIn(f"demo_1_2_3.schema:{line}:", str(caught.exception))
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -2,7 +2,7 @@
 
 from typing import List
 
-from .cpp_names import class_name, dims_suffix, element_type
+from .cpp_names import class_name, dims_suffix, element_type, table_name
 from .model import Enum, Field, Namespace, Structure
 
 INDENT = "    "
@@ -15,10 +15,10 @@ def _enum(enum: Enum, depth: int) -> List[str]:
 
 def _members(field: Field, depth: int, namespace: str) -> List[str]:
     pad = INDENT * depth
-    cpp = element_type(field)
+    cpp = element_type(field, namespace)
     if cpp.split("::")[0] == field.name:
         # A member named as its own type would hide the type inside the structure.
-        cpp = f"{namespace}::{cpp}"
+        cpp = f"::{field.element.home}::{field.element.cpp_path}"
     if field.shape == "counted":
         return [f"{pad}uint32_t {field.name}Count;", f"{pad}uint32_t {field.name}ID;",
                 f"{pad}{cpp}* {field.name};"]
@@ -82,27 +82,38 @@ def _module_class(top: Structure, reflection: bool) -> List[str]:
     ]
 
 
+def _shared_tables(namespace: Namespace) -> List[str]:
+    lines = ["", "// Tables of the declarations above, for the namespaces that use them."]
+    lines += [f"extern const ParameterEngine::EnumDescriptor "
+              f"{table_name('kEnum', enum, namespace.name)};" for enum in namespace.enums]
+    lines += [f"extern const ParameterEngine::StructDescriptor "
+              f"{table_name('kStruct', structure, namespace.name)};"
+              for structure in namespace.structures]
+    return lines
+
+
 def emit_header(namespace: Namespace, schema_name: str) -> str:
     tops = {module.top.name for module in namespace.modules}
+    base = ("parser/engine/descriptors.h" if namespace.shared
+            else "parser/setmanager/parameter_module.h")
     lines = [
         f"// Generated from {schema_name}; edit the schema, not this file.",
         "#pragma once",
         "",
         "#include <cstdint>",
         "",
-        '#include "parser/setmanager/parameter_module.h"',
-        "",
-        "namespace ParameterEngine {",
-        "struct ModuleDescriptor;",
-        "}",
-        "",
-        f"namespace {namespace.name} {{",
-        "",
+        f'#include "{base}"',
     ]
+    lines += [f'#include "{used.name}.h"' for used in namespace.uses]
+    if not namespace.shared:
+        lines += ["", "namespace ParameterEngine {", "struct ModuleDescriptor;", "}"]
+    lines += ["", f"namespace {namespace.name} {{", ""]
     for enum in namespace.enums:
         lines += _enum(enum, 0)
     for structure in namespace.structures:
         lines += [""] + _structure(structure, 0, structure.name in tops, namespace.name)
+    if namespace.shared:
+        lines += _shared_tables(namespace)
     for module in namespace.modules:
         lines += [""] + _module_class(module.top, "reflection" in namespace.flags)
     lines += ["", f"}}  // namespace {namespace.name}", ""]

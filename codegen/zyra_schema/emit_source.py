@@ -1,41 +1,58 @@
 """The source of a namespace: the descriptor tables and the module classes' glue."""
 
-from typing import List
+from typing import List, Tuple
 
-from .cpp_names import class_name, scalar_type
+from .cpp_names import class_name, scalar_type, table_name
 from .model import Enum, Field, Module, Namespace, Scalar, String, Structure
 
+# Lines of code with their linkage: True for tables only this source refers to.
+Block = Tuple[bool, List[str]]
 
-def _element(field: Field) -> str:
+
+def _element(field: Field, namespace: str) -> str:
     element = field.element
     if isinstance(element, Scalar):
         held = ", true" if element.held_as_float else ""
         return f"ScalarElement({scalar_type(element)}{held})"
     if isinstance(element, Enum):
-        return f"EnumElement(kEnum_{_enum_ident(element)})"
+        return f"EnumElement({table_name('kEnum', element, namespace)})"
     if isinstance(element, String):
         return "StringElement()"
-    return f"StructElement(kStruct_{element.ident})"
+    return f"StructElement({table_name('kStruct', element, namespace)})"
 
 
-def _enum_ident(enum: Enum) -> str:
-    return enum.cpp_path.replace("::", "_")
-
-
-def _enum_table(enum: Enum) -> List[str]:
-    ident = _enum_ident(enum)
+def _enum_tables(enum: Enum, exported: bool) -> List[Block]:
+    kEnum = table_name("kEnum", enum, enum.home)
+    ranges_name = kEnum.replace("kEnum_", "kRanges_", 1)
     ranges = ", ".join(f"{{{first}u, {last}u}}" for first, last in enum.ranges)
     return [
-        f"constexpr EnumRange kRanges_{ident}[] = {{{ranges}}};",
-        f'constexpr EnumDescriptor kEnum_{ident}{{"{enum.cpp_path}", kRanges_{ident}, '
-        f"{len(enum.ranges)}}};",
+        (True, [f"constexpr EnumRange {ranges_name}[] = {{{ranges}}};"]),
+        (not exported, [f'constexpr EnumDescriptor {kEnum}{{"{enum.cpp_path}", {ranges_name}, '
+                        f"{len(enum.ranges)}}};"]),
     ]
+
+
+def _join(blocks: List[Block]) -> List[str]:
+    """Puts each run of internal tables into an anonymous namespace."""
+    lines: List[str] = []
+    inside = False
+    for internal, block in blocks:
+        if internal != inside:
+            lines += ["namespace {", ""] if internal else ["}  // namespace", ""]
+            inside = internal
+        lines += block
+    if inside:
+        lines.append("}  // namespace")
+    return lines
 
 
 class _SourceWriter:
     def __init__(self, namespace: Namespace):
         self.namespace = namespace
         self.next_site = 1
+
+    def element(self, field: Field) -> str:
+        return _element(field, self.namespace.name)
 
     def field(self, structure: Structure, field: Field, lines: List[str]) -> str:
         at = f"offsetof({structure.cpp_path}, {field.name})"
@@ -47,37 +64,40 @@ class _SourceWriter:
             words = (f"offsetof({structure.cpp_path}, {field.name}{count_word}), "
                      f"offsetof({structure.cpp_path}, {field.name}ID)")
             if field.shape == "optional":
-                return f"OptionalField({name}, {_element(field)}, {at}, {words})"
+                return f"OptionalField({name}, {self.element(field)}, {at}, {words})"
             site = self.next_site
             self.next_site += 1
             report = f', "{field.report}"' if field.report else ""
-            return f"CountedField({name}, {_element(field)}, {at}, {words}, {site}{report})"
+            return f"CountedField({name}, {self.element(field)}, {at}, {words}, {site}{report})"
         if field.shape == "memory":
-            return f"MemoryField({name}, {_element(field)}, {at})"
+            return f"MemoryField({name}, {self.element(field)}, {at})"
         if not field.dims:
-            return f"InlineField({name}, {_element(field)}, {at})"
+            return f"InlineField({name}, {self.element(field)}, {at})"
         dims_name = f"kDims_{structure.ident}_{field.name}"
         lines.append(f"constexpr uint32_t {dims_name}[] = {{{', '.join(map(str, field.dims))}}};")
         maker = "BlockField" if isinstance(field.element, Scalar) else "InlineField"
-        return (f"{maker}({name}, {_element(field)}, {at}, {field.count}, {dims_name}, "
+        return (f"{maker}({name}, {self.element(field)}, {at}, {field.count}, {dims_name}, "
                 f"{len(field.dims)})")
 
-    def structure(self, structure: Structure, held: bool) -> List[str]:
+    def structure(self, structure: Structure, exported: bool, held: bool) -> List[Block]:
         lines: List[str] = []
         fields = [self.field(structure, f, lines) for f in structure.fields]
         ident = structure.ident
-        lines.append(f"constexpr FieldDescriptor kFields_{ident}[] = {{")
-        lines += [f"    {text}," for text in fields]
-        lines.append("};")
+        # An empty section (only its reservedID) has no field table.
+        field_table = "nullptr"
+        if fields:
+            field_table = f"kFields_{ident}"
+            lines.append(f"constexpr FieldDescriptor kFields_{ident}[] = {{")
+            lines += [f"    {text}," for text in fields]
+            lines.append("};")
         flags = (f"{'true' if structure.reserved_id else 'false'}, "
                  f"{'true' if structure.owns_memory() else 'false'}")
         # A record that no module holds is declared for clients only; its table stays unread.
         unused = "" if held else "[[maybe_unused]] "
-        lines.append(f"{unused}constexpr StructDescriptor kStruct_{ident}{{"
-                     f'"{structure.cpp_path}", '
-                     f"sizeof({structure.cpp_path}), kFields_{ident}, {len(fields)}, {flags}, "
-                     f"kSiteSource}};")
-        return lines
+        table = (f'{unused}constexpr StructDescriptor kStruct_{ident}{{"{structure.cpp_path}", '
+                 f"sizeof({structure.cpp_path}), {field_table}, {len(fields)}, {flags}, "
+                 f"kSiteSource}};")
+        return [(True, [""] + lines), (not exported, [table])]
 
     def module(self, module: Module) -> List[str]:
         top = module.top.name
@@ -173,16 +193,23 @@ def _held_by_field(namespace: Namespace, structure: Structure) -> bool:
 
 def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str:
     writer = _SourceWriter(namespace)
+    # A shared namespace hands its top-level tables to the namespaces that use it.
+    exported = {id(item) for item in namespace.structures + namespace.enums
+                if namespace.shared}
     lines = [
         f"// Generated from {schema_name}; edit the schema, not this file.",
         f'#include "{header_name}"',
         "",
         "#include <cstddef>",
-        "#include <new>",
-        "",
-        '#include "parser/engine/descriptors.h"',
-        '#include "parser/engine/module_engine.h"',
-        '#include "parser/engine/reflection_engine.h"',
+    ]
+    if not namespace.shared:
+        lines.append("#include <new>")
+    lines += ["", '#include "parser/engine/descriptors.h"']
+    if not namespace.shared:
+        lines.append('#include "parser/engine/module_engine.h"')
+    if "reflection" in namespace.flags:
+        lines.append('#include "parser/engine/reflection_engine.h"')
+    lines += [
         "",
         f"namespace {namespace.name} {{",
         "namespace {",
@@ -194,15 +221,18 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
     ]
     # Declared ahead, so that a structure can point to itself.
     lines += [f"extern const StructDescriptor kStruct_{s.ident};"
-              for s in namespace.all_structures()]
-    lines.append("")
+              for s in namespace.all_structures() if id(s) not in exported]
+    lines += ["", "}  // namespace", ""]
+    blocks: List[Block] = []
     for enum in namespace.all_enums():
-        lines += _enum_table(enum)
+        blocks += _enum_tables(enum, id(enum) in exported)
     for structure in namespace.all_structures():
-        lines += [""] + writer.structure(structure, _held_by_field(namespace, structure))
+        exported_table = id(structure) in exported
+        held = exported_table or _held_by_field(namespace, structure)
+        blocks += writer.structure(structure, exported_table, held)
     for module in namespace.modules:
-        lines += [""] + writer.module(module)
-    lines += ["", "}  // namespace"]
+        blocks.append((True, [""] + writer.module(module)))
+    lines += _join(blocks)
     for module in namespace.modules:
         lines += _module_glue(module, "reflection" in namespace.flags)
     lines += ["", f"}}  // namespace {namespace.name}", ""]

@@ -22,6 +22,18 @@ HELD_AS_FLOAT_TYPES = ("Int32", "UInt32")
 FAMILIES = ("tuning", "sensor", "facedetection", "bitml")
 FLAGS = ("reflection", "trigger_tree", "clone")
 
+# The common sections of a tuning module begin with a reservedID word in memory, in every
+# namespace, as does each switch of its dynamic_enable_triggers section. A schema marks any
+# other structure that has one with the word `reservedID`.
+RESERVED_ID_SECTIONS = ("module_version", "parameter_version", "enable_section",
+                        "control_variables", "private_information", "control_method")
+RESERVED_ID_PARENT = "dynamic_enable_triggersStruct"
+
+
+def section_has_reserved_id(field_name: str, parent_name: str) -> bool:
+    """Whether the anonymous structure of field `field_name` in `parent_name` has reservedID."""
+    return field_name in RESERVED_ID_SECTIONS or parent_name == RESERVED_ID_PARENT
+
 
 @dataclass
 class Scalar:
@@ -48,6 +60,8 @@ class Enum:
     ranges: List[Tuple[int, int]]
     scope: Optional["Structure"]
     line: int
+    # The namespace that declares it, which may be a shared one that the schema uses.
+    home: str = ""
 
     @property
     def cpp_path(self) -> str:
@@ -85,6 +99,7 @@ class Structure:
     # Structures defined inside this one: anonymous field structures and table wrappers.
     nested: List["Structure"] = field(default_factory=list)
     line: int = 0
+    home: str = ""
 
     @property
     def cpp_path(self) -> str:
@@ -116,12 +131,18 @@ class Module:
 @dataclass
 class Namespace:
     name: str
-    version: Tuple[int, int, int]
+    # None in a shared namespace, which only declares what other namespaces use.
+    version: Optional[Tuple[int, int, int]]
     family: str
     flags: List[str]
     enums: List[Enum]
     structures: List[Structure]
     modules: List[Module]
+    uses: List["Namespace"] = field(default_factory=list)
+
+    @property
+    def shared(self) -> bool:
+        return not self.modules
 
     def all_structures(self) -> List[Structure]:
         """Every structure, nested ones before the structure that holds them."""

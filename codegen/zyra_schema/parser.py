@@ -6,10 +6,10 @@ docs/schema-format.md describes it.
 """
 
 import re
-from typing import List, Optional, Tuple
+from typing import Callable, List, Optional, Tuple
 
 from .model import (FAMILIES, FLAGS, HELD_AS_FLOAT_TYPES, SCALAR_TYPES, Enum, Field, Module,
-                    Namespace, Scalar, String, Structure)
+                    Namespace, Scalar, String, Structure, section_has_reserved_id)
 
 IDENTIFIER = re.compile(r"^[A-Za-z_][A-Za-z0-9_]*$")
 DIMENSION = re.compile(r"^\[([1-9][0-9]*)\]$")
@@ -24,14 +24,20 @@ class SchemaError(Exception):
         super().__init__(f"{path}:{line}: {message}")
 
 
+# Finds the parsed shared namespace of a `use` line, or None when there is no such schema.
+NamespaceFinder = Callable[[str], Optional[Namespace]]
+
+
 class _Parser:
-    def __init__(self, path: str, text: str):
+    def __init__(self, path: str, text: str, find_namespace: Optional[NamespaceFinder]):
         self.path = path
+        self.find_namespace = find_namespace
+        self.uses: List[Namespace] = []
         self.lines = text.splitlines()
         self.index = 0
         self.namespace: Optional[str] = None
         self.version: Optional[Tuple[int, int, int]] = None
-        self.family = "tuning"
+        self.family: Optional[str] = None
         self.flags: List[str] = []
         self.flags_line = 0
         self.enums: List[Enum] = []
@@ -72,6 +78,8 @@ class _Parser:
                 self.flags_line = line
             elif keyword == "module" and len(args) >= 2:
                 self.module_lines.append((line, args))
+            elif keyword == "use" and len(args) == 1:
+                self.uses.append(self.use(line, self.identifier(line, args[0])))
             elif keyword == "enum":
                 self.enums.append(self.parse_enum(line, args, None, self.enums))
             elif keyword == "struct" and 1 <= len(args) <= 2:
@@ -97,15 +105,37 @@ class _Parser:
             raise self.error(line, "version part out of range")
         return major, minor, patch
 
+    def use(self, line: int, name: str) -> Namespace:
+        if any(used.name == name for used in self.uses):
+            raise self.error(line, f"'{name}' is used twice")
+        used = self.find_namespace(name) if self.find_namespace is not None else None
+        if used is None:
+            raise self.error(line, f"no schema declares namespace '{name}'")
+        if not used.shared:
+            raise self.error(line, f"'{name}' registers modules; only a shared namespace is used")
+        return used
+
     def finish(self) -> Namespace:
         end = len(self.lines)
         if self.namespace is None:
             raise self.error(end, "no namespace line")
+        for structure in self.all_structures():
+            structure.home = self.namespace
+            for enum in structure.enums:
+                enum.home = self.namespace
+        for enum in self.enums:
+            enum.home = self.namespace
+        if self.version is None and not self.module_lines:
+            # A shared namespace: declarations for others, no class of its own.
+            if self.flags or self.family is not None:
+                raise self.error(end, "a shared namespace has no family or flags")
+            return Namespace(self.namespace, None, "tuning", [], self.enums, self.structures,
+                             [], self.uses)
         if self.version is None:
             raise self.error(end, "no version line")
         # Only the tuning family keeps the entry ID to 24 bits, leaving the top byte of
         # ModuleID free for the change generation that a reflective SetValue counts.
-        if "reflection" in self.flags and self.family != "tuning":
+        if "reflection" in self.flags and self.family not in (None, "tuning"):
             raise self.error(self.flags_line, "only the tuning family has reflection")
         modules = []
         for line, args in self.module_lines:
@@ -127,8 +157,8 @@ class _Parser:
             modules.append(Module(top, names, version))
         if not modules:
             raise self.error(end, "no module line")
-        namespace = Namespace(self.namespace, self.version, self.family, self.flags, self.enums,
-                              self.structures, modules)
+        namespace = Namespace(self.namespace, self.version, self.family or "tuning", self.flags,
+                              self.enums, self.structures, modules, self.uses)
         if "reflection" in self.flags:
             # Field paths address texts and numbers, not an array of texts.
             for structure in namespace.all_structures():
@@ -136,6 +166,15 @@ class _Parser:
                     if isinstance(f.element, String) and f.shape == "counted":
                         raise self.error(f.line, "a counted array of strings has no reflection")
         return namespace
+
+    def all_structures(self) -> List[Structure]:
+        found: List[Structure] = []
+        pending = list(self.structures)
+        while pending:
+            structure = pending.pop()
+            found.append(structure)
+            pending.extend(structure.nested)
+        return found
 
     def parse_enum(self, line: int, args: List[str], scope: Optional[Structure],
                    siblings: List[Enum]) -> Enum:
@@ -165,7 +204,8 @@ class _Parser:
                 raise self.error(len(self.lines), f"'{structure.name}' has no end")
             line, tokens = item
             if tokens == ["end"]:
-                if not structure.fields:
+                # An empty section still holds its reservedID word; anything else is a mistake.
+                if not structure.fields and not structure.reserved_id:
                     raise self.error(line, f"'{structure.name}' has no fields")
                 return
             if tokens[0] == "enum":
@@ -201,6 +241,7 @@ class _Parser:
             raise self.error(line, f"a {shape} field has no dimensions")
 
         if type_word == "struct":
+            reserved = reserved or section_has_reserved_id(name, structure.name)
             element = Structure(f"{name}Struct", structure, reserved, line=line)
             self.parse_body(element)
             structure.nested.append(element)
@@ -236,6 +277,8 @@ class _Parser:
             return Scalar(word)
         if word == "String":
             return String()
+        if "::" in word:
+            return self.resolve_used(line, word)
         at: Optional[Structure] = scope
         while at is not None:
             for candidate in at.enums + at.nested:
@@ -249,6 +292,17 @@ class _Parser:
         if structure is not None:
             return structure
         raise self.error(line, f"unknown type '{word}' (types are declared before use)")
+
+    def resolve_used(self, line: int, word: str):
+        """`<namespace>::<Name>`: an enum or structure at the top of a used namespace."""
+        namespace_name, _, name = word.partition("::")
+        used = next((u for u in self.uses if u.name == namespace_name), None)
+        if used is None:
+            raise self.error(line, f"'{namespace_name}' is not used (add 'use {namespace_name}')")
+        for candidate in used.enums + used.structures:
+            if candidate.name == name:
+                return candidate
+        raise self.error(line, f"'{namespace_name}' declares no '{name}'")
 
     def find_structure(self, name: str) -> Optional[Structure]:
         return next((s for s in self.structures if s.name == name), None)
@@ -265,5 +319,6 @@ def _merge(ranges: List[Tuple[int, int]]) -> List[Tuple[int, int]]:
     return merged
 
 
-def parse_schema(path: str, text: str) -> Namespace:
-    return _Parser(path, text).parse()
+def parse_schema(path: str, text: str,
+                 find_namespace: Optional[NamespaceFinder] = None) -> Namespace:
+    return _Parser(path, text, find_namespace).parse()

@@ -1,0 +1,130 @@
+// A module of the trigger tree form, written by the writer and loaded through its generated
+// class: shared structures and enums of another namespace, head words, and copies.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "gamma_1_6_1.h"
+#include "loaded_binary.h"
+#include "log_capture.h"
+
+namespace engine_test {
+namespace {
+
+using gamma_1_6_1::lumatrope_gamma16TypeClass;
+using gamma_1_6_1::triggerType;
+using GammaBinary = LoadedBinaryOf<lumatrope_gamma16TypeClass>;
+
+const binwriter::Version kGammaVersion{1, 6, 1};
+constexpr unsigned int kCurve = 65;
+
+struct Node {
+    float start;
+    std::vector<Node> children;
+    // One region per seed; its curves are seed + channel + point / 100.
+    std::vector<float> regions;
+};
+
+std::vector<float> Curve(float seed, unsigned int channel) {
+    std::vector<float> curve(kCurve);
+    for (unsigned int i = 0; i < kCurve; ++i) {
+        curve[i] = seed + static_cast<float>(channel) + static_cast<float>(i) / 100.f;
+    }
+    return curve;
+}
+
+uint32_t WriteNodes(binwriter::TuningBinaryBuilder& builder, const std::vector<Node>& nodes) {
+    binwriter::ValueWriter out(builder);
+    for (const Node& node : nodes) {
+        uint32_t children = WriteNodes(builder, node.children);
+        binwriter::ValueWriter regions(builder);
+        for (float seed : node.regions) {
+            regions.Packed(Curve(seed, 0)).Packed(Curve(seed, 1)).Packed(Curve(seed, 2));
+        }
+        uint32_t regionEntry = builder.AddPointerTarget(regions.Bytes());
+        out.Float(node.start).Float(node.start + 1.f);
+        out.U32(static_cast<uint32_t>(node.children.size())).Pointer(children);
+        out.U32(static_cast<uint32_t>(node.regions.size())).Pointer(regionEntry);
+    }
+    return builder.AddPointerTarget(out.Bytes());
+}
+
+// A gamma module with control variables `variables` over the trees `roots`.
+uint32_t WriteGamma(binwriter::TuningBinaryBuilder& builder,
+                    const std::vector<uint32_t>& variables, const std::vector<Node>& roots) {
+    binwriter::ValueWriter values(builder);
+    for (uint32_t variable : variables) {
+        values.U32(variable);
+    }
+    uint32_t variableEntry = builder.AddPointerTarget(values.Bytes());
+    uint32_t rootEntry = WriteNodes(builder, roots);
+    binwriter::ValueWriter top(builder);
+    top.I32(1).I32(1).I32(6).I32(1).String("rev 7");
+    top.U32(static_cast<uint32_t>(variables.size())).Pointer(variableEntry);
+    top.Float(0.25f).Float(0.75f);
+    top.U32(static_cast<uint32_t>(roots.size())).Pointer(rootEntry);
+    return builder.AddModule("gamma16_ife_v2", kGammaVersion, 0, top.Bytes());
+}
+
+// Compares the loaded nodes with the written ones; `heads` holds the expected controlVarIndex
+// and controlVarType by depth, and depths beyond it expect zero in both.
+void ExpectNodes(const triggerType* pNodes, uint32_t count, const std::vector<Node>& expected,
+                 const std::vector<std::pair<uint32_t, uint32_t>>& heads, size_t depth) {
+    ASSERT_EQ(count, expected.size());
+    for (uint32_t i = 0; i < count; ++i) {
+        const triggerType& node = pNodes[i];
+        std::pair<uint32_t, uint32_t> head{0u, 0u};
+        if (depth < heads.size()) {
+            head = heads[depth];
+        }
+        EXPECT_EQ(node.controlVarIndex, head.first) << "depth " << depth;
+        EXPECT_EQ(node.controlVarType, head.second) << "depth " << depth;
+        EXPECT_EQ(node.start, expected[i].start);
+        EXPECT_EQ(node.end, expected[i].start + 1.f);
+        ASSERT_EQ(node.regionCount, expected[i].regions.size());
+        for (uint32_t r = 0; r < node.regionCount; ++r) {
+            float seed = expected[i].regions[r];
+            EXPECT_EQ(std::vector<float>(node.region[r].channel_r_tab.channel_r,
+                                         node.region[r].channel_r_tab.channel_r + kCurve),
+                      Curve(seed, 0));
+            EXPECT_EQ(node.region[r].channel_b_tab.channel_b[kCurve - 1], Curve(seed, 2).back());
+        }
+        ExpectNodes(node.trigger, node.triggerCount, expected[i].children, heads, depth + 1);
+    }
+}
+
+const std::vector<Node> kRoots{
+    {1.f, {{10.f, {{100.f, {}, {7.f}}}, {}}, {11.f, {}, {8.f, 9.f}}}, {}},
+    {2.f, {}, {3.f}},
+};
+
+class TreeModule : public ::testing::TestWithParam<unsigned int> {};
+
+TEST_P(TreeModule, RoundTripThroughSharedDeclarations) {
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(GetParam()));
+    uint32_t id = WriteGamma(builder, {3, 1000, 76}, kRoots);
+    GammaBinary binary(builder, "gamma16_ife_v2");
+    lumatrope_gamma16TypeClass* pModule = binary.Create(id);
+    ASSERT_NE(pModule, nullptr);
+
+    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+    EXPECT_EQ(Errors(capture), Messages{});
+    EXPECT_EQ(pModule->enable_section.gamma_enable, 1);
+    EXPECT_EQ(pModule->module_version.incr_revision, 1);
+    EXPECT_EQ(std::string(pModule->parameter_version.revision), "rev 7");
+    ASSERT_EQ(pModule->control_variables.control_var_typeCount, 3u);
+    EXPECT_EQ(pModule->control_variables.control_var_type[1], 1000u);
+    EXPECT_EQ(pModule->private_information.led_sensitivity_trigger.end, 0.75f);
+    const auto& core = pModule->lumatrope_gamma16_core;
+    ExpectNodes(core.mod_gamma16_trigger_data, core.mod_gamma16_trigger_dataCount, kRoots,
+                {}, 0);
+    pModule->UnloadModule();
+    EXPECT_EQ(core.mod_gamma16_trigger_data, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Alignment, TreeModule, ::testing::Values(1u, 8u));
+
+}  // namespace
+}  // namespace engine_test
