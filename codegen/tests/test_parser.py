@@ -143,6 +143,53 @@ class Refusals(unittest.TestCase):
             parse("namespace n\nmodule t a\nstruct t\n  a UInt8\nend\n")
 
 
+TREE = """\
+namespace demo_1_2_3
+version 1.2.3
+module topType demo
+flags trigger_tree
+struct triggerType
+  controlVarIndex UInt32 memory
+  controlVarType  UInt32 memory
+  start Float
+  end   Float
+  trigger triggerType counted
+end
+struct coreType
+  roots triggerType counted
+end
+struct topType
+  enum varEnum 0-9
+  control_variables struct
+    control_var_type varEnum counted
+  end
+  core coreType
+end
+"""
+
+
+class TriggerTrees(unittest.TestCase):
+    def test_the_tree_is_found_and_its_parts_are_checked(self):
+        tree = parse(TREE).modules[0].tree
+        self.assertEqual((tree.variables.name, tree.variable_array.name, tree.core.name,
+                          tree.roots.name, tree.children.name, tree.node.name),
+                         ("control_variables", "control_var_type", "core", "roots", "trigger",
+                          "triggerType"))
+        broken = [
+            ("a head word held in the file", "controlVarType  UInt32 memory",
+             "controlVarType  UInt32"),
+            ("children of another type", "trigger triggerType counted", "trigger Float counted"),
+            ("variables not counted", "control_var_type varEnum counted",
+             "control_var_type varEnum"),
+            ("no core", "  core coreType\n", ""),
+        ]
+        for what, old, new in broken:
+            with self.subTest(what):
+                with self.assertRaises(SchemaError) as caught:
+                    parse(TREE.replace(old, new))
+                self.assertIn("demo_1_2_3.schema:3:", str(caught.exception))
+
+
 SHARED = """\
 namespace common
 enum levels 0-16

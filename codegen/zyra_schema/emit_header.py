@@ -3,7 +3,7 @@
 from typing import List
 
 from .cpp_names import class_name, dims_suffix, element_type, table_name
-from .model import Enum, Field, Namespace, Structure
+from .model import Enum, Field, Module, Namespace, Structure
 
 INDENT = "    "
 
@@ -28,13 +28,14 @@ def _members(field: Field, depth: int, namespace: str) -> List[str]:
     return [f"{pad}{cpp} {field.name}{dims_suffix(field)};"]
 
 
-def _structure(structure: Structure, depth: int, is_top: bool, namespace: str) -> List[str]:
+def _structure(structure: Structure, depth: int, is_top: bool, namespace: str,
+               clone: bool) -> List[str]:
     pad = INDENT * depth
     lines = [f"{pad}struct {structure.name} {{"]
     for enum in structure.enums:
         lines += _enum(enum, depth + 1)
     for inner in structure.nested:
-        lines += _structure(inner, depth + 1, False, namespace)
+        lines += _structure(inner, depth + 1, False, namespace, clone)
     inner_pad = INDENT * (depth + 1)
     if is_top:
         lines.append(f"{inner_pad}uint32_t ModuleID;")
@@ -42,6 +43,14 @@ def _structure(structure: Structure, depth: int, is_top: bool, namespace: str) -
         lines.append(f"{inner_pad}uint32_t reservedID;")
     for field in structure.fields:
         lines += _members(field, depth + 1, namespace)
+    if clone:
+        lines += [
+            "",
+            f"{inner_pad}// A deep copy that shares no memory with `other`.",
+            f"{inner_pad}void CloneFrom(const {structure.name}& other);",
+            f"{inner_pad}// A copy of its own from ZyraCalloc; null when out of memory.",
+            f"{inner_pad}{structure.name}* Clone() const;",
+        ]
     if is_top:
         lines += [
             "",
@@ -54,13 +63,28 @@ def _structure(structure: Structure, depth: int, is_top: bool, namespace: str) -
     return lines
 
 
-def _module_class(top: Structure, reflection: bool) -> List[str]:
+def _module_class(module: Module, reflection: bool, clone: bool) -> List[str]:
+    top = module.top
     name = class_name(top)
     reflective = [
         "    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;",
         "    bool SetValue(const char* pPath, const char* pValue) override;",
         "    bool GetInfo(const char* pPath, PList<ParameterParserInfo>& info) override;",
     ] if reflection else []
+    extra: List[str] = []
+    tree = module.tree
+    if tree is not None:
+        extra += [
+            "    // The head words of `node` and the nodes below it; LoadModule runs it on each",
+            "    // root.",
+            f"    void UpdateTriggerType(const {tree.variables.element.cpp_path}& variables,",
+            f"                           {tree.node.cpp_path}& node, unsigned int depth);",
+        ]
+    if clone:
+        extra += [
+            "    // A private copy, registered nowhere, that its caller deletes.",
+            f"    virtual {name}* Clone();",
+        ]
     return [
         f"class {name} : public ParameterModule, public {top.name} {{",
         "public:",
@@ -78,8 +102,7 @@ def _module_class(top: Structure, reflection: bool) -> List[str]:
         "    static const char* GetName(const char* pName);",
         "    // The tables the engine loads this class by.",
         "    static const ParameterEngine::ModuleDescriptor& Descriptor();",
-        "};",
-    ]
+    ] + extra + ["};"]
 
 
 def _shared_tables(namespace: Namespace) -> List[str]:
@@ -110,11 +133,13 @@ def emit_header(namespace: Namespace, schema_name: str) -> str:
     lines += ["", f"namespace {namespace.name} {{", ""]
     for enum in namespace.enums:
         lines += _enum(enum, 0)
+    clone = "clone" in namespace.flags
     for structure in namespace.structures:
-        lines += [""] + _structure(structure, 0, structure.name in tops, namespace.name)
+        lines += [""] + _structure(structure, 0, structure.name in tops, namespace.name,
+                                   clone)
     if namespace.shared:
         lines += _shared_tables(namespace)
     for module in namespace.modules:
-        lines += [""] + _module_class(module.top, "reflection" in namespace.flags)
+        lines += [""] + _module_class(module, "reflection" in namespace.flags, clone)
     lines += ["", f"}}  // namespace {namespace.name}", ""]
     return "\n".join(lines)

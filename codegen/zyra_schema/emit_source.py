@@ -103,18 +103,84 @@ class _SourceWriter:
         top = module.top.name
         ns = self.namespace
         names = ", ".join(f'"{name}"' for name in module.names)
-
-        def flag(name: str) -> str:
-            return "true" if name in ns.flags else "false"
-
+        lines = [f"constexpr const char* kNames_{top}[] = {{{names}}};"]
+        tree = "nullptr"
+        if module.tree is not None:
+            tree = f"&kTree_{top}"
+            lines += _tree_table(module)
         major, minor, patch = module.version
-        return [
-            f"constexpr const char* kNames_{top}[] = {{{names}}};",
+        reflection = "true" if "reflection" in ns.flags else "false"
+        lines.append(
             f'constexpr ModuleDescriptor kModule_{top}{{"{class_name(module.top)}", '
             f"&kStruct_{top}, {major}, {minor}, {patch}u, kNames_{top}, {len(module.names)}, "
-            f"{'true' if ns.family == 'tuning' else 'false'}, {flag('reflection')}, "
-            f"{flag('trigger_tree')}, {flag('clone')}}};",
+            f"{'true' if ns.family == 'tuning' else 'false'}, {reflection}, {tree}}};")
+        return lines
+
+
+def _tree_table(module: Module) -> List[str]:
+    tree = module.tree
+    top = module.top.cpp_path
+    variables = tree.variables.element.cpp_path
+    core = tree.core.element.cpp_path
+    node = tree.node.cpp_path
+
+    def words(owner: str, field) -> str:
+        return f"offsetof({owner}, {field.name}Count), offsetof({owner}, {field.name})"
+
+    core_at = f"offsetof({top}, {tree.core.name})"
+    return [
+        f"constexpr TriggerTreeDescriptor kTree_{module.top.name}{{",
+        f"    offsetof({top}, {tree.variables.name}), {words(variables, tree.variable_array)},",
+        f"    {core_at} + offsetof({core}, {tree.roots.name}Count),",
+        f"    {core_at} + offsetof({core}, {tree.roots.name}),",
+        f"    &kStruct_{tree.node.ident}, offsetof({node}, controlVarIndex),",
+        f"    offsetof({node}, controlVarType), {words(node, tree.children)}}};",
+    ]
+
+
+def _clone_glue(structure: Structure) -> List[str]:
+    name = structure.cpp_path
+    table = f"kStruct_{structure.ident}"
+    return [
+        "",
+        f"void {name}::CloneFrom(const {structure.name}& other) {{",
+        f"    ParameterEngine::CloneFrom({table}, this, &other, nullptr);",
+        "}",
+        "",
+        f"{name}* {name}::Clone() const {{",
+        f"    return static_cast<{structure.name}*>(ParameterEngine::Clone({table}, this));",
+        "}",
+    ]
+
+
+def _module_extras(module: Module, clone: bool) -> List[str]:
+    top = module.top.name
+    cls = class_name(module.top)
+    lines: List[str] = []
+    if module.tree is not None:
+        lines += [
+            "",
+            f"void {cls}::UpdateTriggerType(const {module.tree.variables.element.cpp_path}& "
+            "variables,",
+            f"    {module.tree.node.cpp_path}& node, unsigned int depth) {{",
+            f"    ParameterEngine::UpdateModuleTrigger(*this, kModule_{top}, &variables, &node, "
+            "depth);",
+            "}",
         ]
+    if clone:
+        lines += [
+            "",
+            f"{cls}* {cls}::Clone() {{",
+            f"    auto* pClone = new (std::nothrow) {cls}(Name, Data);",
+            "    if (pClone != nullptr) {",
+            f"        ParameterEngine::CloneModule(*this, kModule_{top}, "
+            f"static_cast<const {top}*>(this), *pClone,",
+            f"                                     static_cast<{top}*>(pClone));",
+            "    }",
+            "    return pClone;",
+            "}",
+        ]
+    return lines
 
 
 def _reflection_glue(cls: str, top: str) -> str:
@@ -209,6 +275,8 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
         lines.append('#include "parser/engine/module_engine.h"')
     if "reflection" in namespace.flags:
         lines.append('#include "parser/engine/reflection_engine.h"')
+    if "clone" in namespace.flags:
+        lines.append('#include "parser/engine/structure_engine.h"')
     lines += [
         "",
         f"namespace {namespace.name} {{",
@@ -233,7 +301,12 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
     for module in namespace.modules:
         blocks.append((True, [""] + writer.module(module)))
     lines += _join(blocks)
+    clone = "clone" in namespace.flags
     for module in namespace.modules:
         lines += _module_glue(module, "reflection" in namespace.flags)
+        lines += _module_extras(module, clone)
+    if clone:
+        for structure in namespace.all_structures():
+            lines += _clone_glue(structure)
     lines += ["", f"}}  // namespace {namespace.name}", ""]
     return "\n".join(lines)

@@ -1,7 +1,10 @@
 """What a schema declares, after parsing and name resolution."""
 
 from dataclasses import dataclass, field
-from typing import List, Optional, Tuple, Union
+from typing import TYPE_CHECKING, List, Optional, Tuple, Union
+
+if TYPE_CHECKING:
+    from .trigger_tree import TriggerTree
 
 # Type word -> (width in the file, C++ type of the member).
 SCALAR_TYPES = {
@@ -126,6 +129,8 @@ class Module:
     names: List[str]
     # A namespace holding several classes may give one of them its own version.
     version: Tuple[int, int, int]
+    # Where the tree of a module flagged trigger_tree lies.
+    tree: Optional["TriggerTree"] = None
 
 
 @dataclass

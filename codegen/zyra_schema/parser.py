@@ -10,6 +10,7 @@ from typing import Callable, List, Optional, Tuple
 
 from .model import (FAMILIES, FLAGS, HELD_AS_FLOAT_TYPES, SCALAR_TYPES, Enum, Field, Module,
                     Namespace, Scalar, String, Structure, section_has_reserved_id)
+from .trigger_tree import find_trigger_tree
 
 IDENTIFIER = re.compile(r"^[A-Za-z_][A-Za-z0-9_]*$")
 DIMENSION = re.compile(r"^\[([1-9][0-9]*)\]$")
@@ -74,8 +75,10 @@ class _Parser:
             elif keyword == "family" and len(args) == 1 and args[0] in FAMILIES:
                 self.family = args[0]
             elif keyword == "flags" and all(arg in FLAGS for arg in args):
-                self.flags = list(args)
-                self.flags_line = line
+                # Several flags lines add up.
+                self.flags += [arg for arg in args if arg not in self.flags]
+                if "reflection" in args:
+                    self.flags_line = line
             elif keyword == "module" and len(args) >= 2:
                 self.module_lines.append((line, args))
             elif keyword == "use" and len(args) == 1:
@@ -154,7 +157,13 @@ class _Parser:
             if not words:
                 raise self.error(line, "a module needs at least one name")
             names = [self.identifier(line, name) for name in words]
-            modules.append(Module(top, names, version))
+            tree = None
+            if "trigger_tree" in self.flags:
+                try:
+                    tree = find_trigger_tree(top)
+                except ValueError as problem:
+                    raise self.error(line, str(problem)) from None
+            modules.append(Module(top, names, version, tree))
         if not modules:
             raise self.error(end, "no module line")
         namespace = Namespace(self.namespace, self.version, self.family or "tuning", self.flags,

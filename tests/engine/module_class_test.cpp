@@ -2,6 +2,7 @@
 // duplicate values between modules.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "engine_test_support.h"
@@ -85,6 +86,48 @@ TEST(ModuleClass, DuplicateArraysAreSharedAndFreedByTheirLastHolder) {
     // The last holder frees it, once: the sanitizers see a leak or a double free otherwise.
     pSecond->UnloadModule();
     EXPECT_EQ(pSecond->regions, nullptr);
+}
+
+TEST(ModuleClass, CloneSharesNothingWithItsSourceAndOutlivesIt) {
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(8));
+    ModuleValues values;
+    uint32_t id = builder.AddModule("enginetest", kModuleVersion, 0, WriteModule(builder, values));
+    LoadedBinary binary(builder);
+    enginetestTypeClass* pSource = binary.Create(id);
+    ASSERT_NE(pSource, nullptr);
+    ASSERT_TRUE(pSource->LoadModule(&binary.Table()));
+    pSource->ModuleID |= 0x03000000;
+
+    std::unique_ptr<enginetestTypeClass> pClone(pSource->Clone());
+    ASSERT_NE(pClone, nullptr);
+    EXPECT_TRUE(pClone->Loaded);
+    EXPECT_EQ(pClone->Modified, 0u);
+    EXPECT_EQ(pClone->ModuleID, pSource->ModuleID);
+    EXPECT_STREQ(pClone->Name, pSource->Name);
+    EXPECT_EQ(binary.Default().Find(id), pSource);
+    const std::pair<const void*, const void*> copies[] = {
+        {pSource->name, pClone->name},
+        {pSource->samples, pClone->samples},
+        {pSource->triggers, pClone->triggers},
+        {pSource->regions, pClone->regions},
+        {pSource->regions[0].label, pClone->regions[0].label},
+        {pSource->regions[0].weights, pClone->regions[0].weights},
+        {pSource->extra.label, pClone->extra.label},
+        {pSource->extra.weights, pClone->extra.weights},
+    };
+    for (const auto& [pOriginal, pCopy] : copies) {
+        ASSERT_NE(pCopy, nullptr);
+        EXPECT_NE(pCopy, pOriginal);
+    }
+    // An empty array stays empty rather than pointing at a block of nothing.
+    EXPECT_EQ(pClone->regions[1].weights, nullptr);
+
+    // The source gives its memory back; the clone keeps every value, and frees its own copies
+    // when deleted (the sanitizers see a use after free or a leak otherwise).
+    pSource->UnloadModule();
+    ExpectModule(*pClone, values, id);
+    EXPECT_EQ(Errors(capture), Messages{});
 }
 
 }  // namespace

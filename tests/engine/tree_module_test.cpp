@@ -119,12 +119,81 @@ TEST_P(TreeModule, RoundTripThroughSharedDeclarations) {
     EXPECT_EQ(pModule->private_information.led_sensitivity_trigger.end, 0.75f);
     const auto& core = pModule->lumatrope_gamma16_core;
     ExpectNodes(core.mod_gamma16_trigger_data, core.mod_gamma16_trigger_dataCount, kRoots,
-                {}, 0);
+                {{0u, 3u}, {1u, 1000u}, {2u, 76u}}, 0);
     pModule->UnloadModule();
     EXPECT_EQ(core.mod_gamma16_trigger_data, nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Alignment, TreeModule, ::testing::Values(1u, 8u));
+
+TEST(TriggerTree, HeadWordsFollowTheVariablesAsFarAsTheyGo) {
+    struct Case {
+        const char* what;
+        std::vector<uint32_t> variables;
+        std::vector<std::pair<uint32_t, uint32_t>> heads;
+        Messages errors;
+    };
+    const Case cases[] = {
+        {"fewer variables than levels", {5, 9}, {{0u, 5u}, {1u, 9u}}, {}},
+        {"no variables", {}, {}, {}},
+        {"more variables than levels, one unknown",
+         {19, 1019, 100, 4},
+         {{0u, 0u}, {1u, 1019u}, {2u, 100u}},
+         {"[ERROR] Invalid value(19) converting UINT32 to trigger_types"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        zyra_test::LogCapture capture;
+        binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
+        uint32_t id = WriteGamma(builder, c.variables, kRoots);
+        GammaBinary binary(builder, "gamma16_ife_v2");
+        lumatrope_gamma16TypeClass* pModule = binary.Create(id);
+        ASSERT_NE(pModule, nullptr);
+        ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+        EXPECT_EQ(Errors(capture), c.errors);
+        const auto& core = pModule->lumatrope_gamma16_core;
+        ExpectNodes(core.mod_gamma16_trigger_data, core.mod_gamma16_trigger_dataCount, kRoots,
+                    c.heads, 0);
+    }
+}
+
+// Node arrays shared through duplicates can hold themselves: here each of two nodes has both
+// as its children. The walk must end, however many variables the module names.
+TEST(TriggerTree, SharedArraysThatHoldThemselvesEndTheWalk) {
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
+    binwriter::ValueWriter variables(builder);
+    for (uint32_t i = 0; i < 200; ++i) {
+        variables.U32(i % 19);
+    }
+    uint32_t variableEntry = builder.AddPointerTarget(variables.Bytes());
+    // Entry `pair` holds two nodes whose children are entry pair + 1, a duplicate of `pair`.
+    binwriter::ValueWriter nodes(builder);
+    uint32_t pair = variableEntry + 1;
+    for (int i = 0; i < 2; ++i) {
+        nodes.Float(1.f).Float(2.f).U32(2).Pointer(pair + 1).U32(0).Pointer(variableEntry);
+    }
+    ASSERT_EQ(builder.AddPointerTarget(nodes.Bytes()), pair);
+    ASSERT_EQ(builder.AddPointerTarget(nodes.Bytes(), pair), pair + 1);
+    binwriter::ValueWriter root(builder);
+    root.Float(0.f).Float(1.f).U32(2).Pointer(pair).U32(0).Pointer(variableEntry);
+    uint32_t rootEntry = builder.AddPointerTarget(root.Bytes());
+    binwriter::ValueWriter top(builder);
+    top.I32(1).I32(1).I32(6).I32(1).String("loop");
+    top.U32(200).Pointer(variableEntry).Float(0.f).Float(1.f).U32(1).Pointer(rootEntry);
+    uint32_t id = builder.AddModule("gamma16_ife_v2", kGammaVersion, 0, top.Bytes());
+    GammaBinary binary(builder, "gamma16_ife_v2");
+    lumatrope_gamma16TypeClass* pModule = binary.Create(id);
+    ASSERT_NE(pModule, nullptr);
+
+    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+    EXPECT_EQ(Errors(capture), Messages{});
+    const triggerType& rootNode = pModule->lumatrope_gamma16_core.mod_gamma16_trigger_data[0];
+    ASSERT_EQ(rootNode.triggerCount, 2u);
+    EXPECT_EQ(rootNode.trigger[0].trigger, rootNode.trigger);
+    EXPECT_EQ(rootNode.trigger[1].controlVarIndex, 1u);
+    EXPECT_EQ(rootNode.trigger[1].controlVarType, 1u);
+}
 
 }  // namespace
 }  // namespace engine_test

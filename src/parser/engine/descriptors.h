@@ -106,6 +106,25 @@ struct FieldDescriptor {
     const char* reportName;
 };
 
+// Where a module in trigger tree form keeps its tree and the control variable of each level.
+// Offsets of the top structure's members are from the top structure; those of a node's
+// members from the node.
+struct TriggerTreeDescriptor {
+    // control_variables, and in it the count and pointer words of control_var_type.
+    uint32_t variablesOffset;
+    uint32_t variableCountOffset;
+    uint32_t variableArrayOffset;
+    // Count and pointer words of the roots in the core.
+    uint32_t rootCountOffset;
+    uint32_t rootArrayOffset;
+    const StructDescriptor* node;
+    // The node's two head words, and the count and pointer words of its children.
+    uint32_t indexOffset;
+    uint32_t typeOffset;
+    uint32_t childCountOffset;
+    uint32_t childArrayOffset;
+};
+
 struct ModuleDescriptor {
     const char* className;
     const StructDescriptor* top;
@@ -118,8 +137,8 @@ struct ModuleDescriptor {
     // The tuning family keeps a change generation in the top byte of ModuleID.
     bool masksModuleId;
     bool hasReflection;
-    bool hasTriggerTree;
-    bool canClone;
+    // Null unless the module is in trigger tree form.
+    const TriggerTreeDescriptor* triggerTree;
 };
 
 // Element types and fields as the generated tables spell them.

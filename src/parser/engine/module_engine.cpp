@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "parser/engine/structure_engine.h"
+#include "parser/engine/trigger_tree.h"
 #include "parser/file/parameter_file_symbol_table.h"
 #include "parser/file/parameter_file_symbol_table_entry.h"
 #include "parser/foundation/parameter_logging.h"
@@ -80,6 +81,9 @@ bool LoadModule(ParameterModule& instance, const ModuleDescriptor& module, uint3
     ++instance.Modified;
     instance.Loaded = true;
     if (result) {
+        if (module.triggerTree != nullptr) {
+            UpdateTriggerTree(*module.triggerTree, pTop, LoggerOf(instance.Data));
+        }
         return true;
     }
     // Through the virtual slot, so a class that adds to unloading is heard.
@@ -103,6 +107,19 @@ void UnloadModule(ParameterModule& instance, const ModuleDescriptor& module, voi
         Unload(*module.top, pTop, pTable);
     }
     instance.Loaded = false;
+}
+
+void UpdateModuleTrigger(const ParameterModule& instance, const ModuleDescriptor& module,
+                         const void* pVariables, void* pNode, uint32_t depth) {
+    if (module.triggerTree != nullptr) {
+        UpdateTriggerType(*module.triggerTree, pVariables, pNode, depth, LoggerOf(instance.Data));
+    }
+}
+
+void CloneModule(const ParameterModule& source, const ModuleDescriptor& module,
+                 const void* pSourceTop, ParameterModule& clone, void* pCloneTop) {
+    clone.Loaded = source.Loaded;
+    CloneFrom(*module.top, pCloneTop, pSourceTop, LoggerOf(source.Data));
 }
 
 const char* RegisteredName(const ModuleDescriptor& module, const char* pName) {

@@ -24,13 +24,22 @@ using ModuleFactory = ParameterModule* (*)(const char* pName, ModuleData* pData,
 ParameterModule* CreateModule(const ParameterModule& prototype, const ModuleDescriptor& module,
                               ModuleData* pData, DefaultModule* pDefault, ModuleFactory factory);
 
-// Loads the top structure `pTop` of `instance` from its symbol entry. A failed load is unloaded
-// at once through the instance's UnloadModule.
+// Loads the top structure `pTop` of `instance` from its symbol entry, then sets the head words
+// of a trigger tree. A failed load is unloaded at once through the instance's UnloadModule.
 bool LoadModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
                 void* pTop, ParameterFileSymbolTable* pTable);
 
 // Gives back what LoadModule took. Scalars keep their values until the next load.
 void UnloadModule(ParameterModule& instance, const ModuleDescriptor& module, void* pTop);
+
+// UpdateTriggerType of a class in trigger tree form, for the tree that `module` describes.
+void UpdateModuleTrigger(const ParameterModule& instance, const ModuleDescriptor& module,
+                         const void* pVariables, void* pNode, uint32_t depth);
+
+// Makes `clone`, a new instance of the class of `source`, a private copy of it: `Loaded`, and a
+// deep copy of the top structure, ModuleID included. `Modified` of the clone stays as it is.
+void CloneModule(const ParameterModule& source, const ModuleDescriptor& module,
+                 const void* pSourceTop, ParameterModule& clone, void* pCloneTop);
 
 // The registered name whose short form is `pName`; the latest registered wins. Otherwise
 // `pName` itself.

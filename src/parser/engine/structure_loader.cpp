@@ -166,7 +166,7 @@ void LogAllocationFailure(const Entry& entry, const FieldDescriptor& field) {
 // itself (a tree) recurses as deep as its data, and a damaged pointer can make that a loop.
 class NestingGuard {
 public:
-    static constexpr unsigned int kLimit = 64;
+    static constexpr unsigned int kLimit = kMaxNesting;
     NestingGuard() { ++s_depth; }
     ~NestingGuard() { --s_depth; }
     NestingGuard(const NestingGuard&) = delete;

@@ -6,14 +6,12 @@
 namespace ParameterEngine {
 namespace {
 
-// Drops this holder's reference to the object at the pointer word and frees the object when
-// none is left. Without a table nothing is freed; the word is cleared either way.
-void ReleasePointer(unsigned char* pBase, uint32_t offset, ParameterFileSymbolTable* pTable) {
-    void* pObject = GetPointer(pBase, offset);
+// Drops a holder's reference to `pObject` and frees the object when none is left. Without a
+// table nothing is freed.
+void Release(void* pObject, ParameterFileSymbolTable* pTable) {
     if (pTable != nullptr && pTable->ReleaseDupObject(pObject) && pObject != nullptr) {
         ZyraFree(pObject);
     }
-    SetPointer(pBase, offset, nullptr);
 }
 
 bool OwnsMemory(const ElementType& element) {
@@ -21,13 +19,59 @@ bool OwnsMemory(const ElementType& element) {
            (element.kind == ElementKind::Struct && element.structType->ownsMemory);
 }
 
+void UnloadStructure(const StructDescriptor& descriptor, unsigned char* pBase,
+                     ParameterFileSymbolTable* pTable, unsigned int depth);
+
 void UnloadElements(const ElementType& element, unsigned char* pFirst, uint64_t count,
-                    ParameterFileSymbolTable* pTable) {
+                    ParameterFileSymbolTable* pTable, unsigned int depth) {
     for (uint64_t i = 0; i < count; ++i) {
         if (element.kind == ElementKind::String) {
-            ReleasePointer(pFirst + i * sizeof(char*), 0, pTable);
+            unsigned char* pWord = pFirst + i * sizeof(char*);
+            Release(GetPointer(pWord, 0), pTable);
+            SetPointer(pWord, 0, nullptr);
         } else {
-            Unload(*element.structType, pFirst + i * element.structType->size, pTable);
+            UnloadStructure(*element.structType, pFirst + i * element.structType->size, pTable,
+                            depth);
+        }
+    }
+}
+
+// `depth` counts the counted arrays above. Loaded data nests no deeper than kMaxNesting unless
+// shared arrays hold one another in a chain; below that the elements are not visited.
+void UnloadStructure(const StructDescriptor& descriptor, unsigned char* pBase,
+                     ParameterFileSymbolTable* pTable, unsigned int depth) {
+    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
+        const FieldDescriptor& field = descriptor.fields[i];
+        switch (field.kind) {
+            case FieldKind::Inline:
+            case FieldKind::Optional:
+                // An optional element is visited whether it exists or not.
+                if (OwnsMemory(field.element)) {
+                    UnloadElements(field.element, pBase + field.offset, field.count, pTable,
+                                   depth);
+                }
+                break;
+            case FieldKind::String:
+                Release(GetPointer(pBase, field.offset), pTable);
+                SetPointer(pBase, field.offset, nullptr);
+                break;
+            case FieldKind::Counted: {
+                // Elements first, by every holder of a shared array: the first to go releases
+                // their nested memory or texts, the others then meet null pointers. The pointer
+                // is cleared before, so an array that holds itself further down meets null too.
+                auto* pElements = static_cast<unsigned char*>(GetPointer(pBase, field.offset));
+                SetPointer(pBase, field.offset, nullptr);
+                uint32_t count = 0;
+                std::memcpy(&count, pBase + field.countOffset, sizeof(count));
+                if (pElements != nullptr && OwnsMemory(field.element) && depth < kMaxNesting) {
+                    UnloadElements(field.element, pElements, count, pTable, depth + 1);
+                }
+                Release(pElements, pTable);
+                break;
+            }
+            case FieldKind::ScalarBlock:
+            case FieldKind::Memory:
+                break;
         }
     }
 }
@@ -36,37 +80,7 @@ void UnloadElements(const ElementType& element, unsigned char* pFirst, uint64_t 
 
 void Unload(const StructDescriptor& descriptor, void* pStructure,
             ParameterFileSymbolTable* pTable) {
-    auto* pBase = static_cast<unsigned char*>(pStructure);
-    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
-        const FieldDescriptor& field = descriptor.fields[i];
-        switch (field.kind) {
-            case FieldKind::Inline:
-            case FieldKind::Optional:
-                // An optional element is visited whether it exists or not.
-                if (OwnsMemory(field.element)) {
-                    UnloadElements(field.element, pBase + field.offset, field.count, pTable);
-                }
-                break;
-            case FieldKind::String:
-                ReleasePointer(pBase, field.offset, pTable);
-                break;
-            case FieldKind::Counted: {
-                // Elements first, by every holder of a shared array: the first to go releases
-                // their nested memory or texts, the others then meet null pointers.
-                auto* pElements = static_cast<unsigned char*>(GetPointer(pBase, field.offset));
-                uint32_t count = 0;
-                std::memcpy(&count, pBase + field.countOffset, sizeof(count));
-                if (pElements != nullptr && OwnsMemory(field.element)) {
-                    UnloadElements(field.element, pElements, count, pTable);
-                }
-                ReleasePointer(pBase, field.offset, pTable);
-                break;
-            }
-            case FieldKind::ScalarBlock:
-            case FieldKind::Memory:
-                break;
-        }
-    }
+    UnloadStructure(descriptor, static_cast<unsigned char*>(pStructure), pTable, 0);
 }
 
 }  // namespace ParameterEngine
