@@ -38,12 +38,13 @@ def _join(blocks: List[Block]) -> List[str]:
     inside = False
     for internal, block in blocks:
         if internal != inside:
-            lines += ["namespace {", ""] if internal else ["}  // namespace", ""]
+            lines += ["", "namespace {", ""] if internal else ["}  // namespace", ""]
             inside = internal
         lines += block
     if inside:
         lines.append("}  // namespace")
-    return lines
+    # Runs of blank lines, where empty parts met, become one.
+    return [line for i, line in enumerate(lines) if line or (i > 0 and lines[i - 1])]
 
 
 class _SourceWriter:
