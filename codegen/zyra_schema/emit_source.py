@@ -22,12 +22,12 @@ def _element(field: Field, namespace: str) -> str:
 
 
 def _enum_tables(enum: Enum, exported: bool) -> List[Block]:
-    kEnum = table_name("kEnum", enum, enum.home)
-    ranges_name = kEnum.replace("kEnum_", "kRanges_", 1)
+    enum_table = table_name("kEnum", enum, enum.home)
+    ranges_name = enum_table.replace("kEnum_", "kRanges_", 1)
     ranges = ", ".join(f"{{{first}u, {last}u}}" for first, last in enum.ranges)
     return [
         (True, [f"constexpr EnumRange {ranges_name}[] = {{{ranges}}};"]),
-        (not exported, [f'constexpr EnumDescriptor {kEnum}{{"{enum.cpp_path}", {ranges_name}, '
+        (not exported, [f'constexpr EnumDescriptor {enum_table}{{"{enum.cpp_path}", {ranges_name}, '
                         f"{len(enum.ranges)}}};"]),
     ]
 
