@@ -120,6 +120,20 @@ TEST_P(TreeModule, RoundTripThroughSharedDeclarations) {
     const auto& core = pModule->lumatrope_gamma16_core;
     ExpectNodes(core.mod_gamma16_trigger_data, core.mod_gamma16_trigger_dataCount, kRoots,
                 {{0u, 3u}, {1u, 1000u}, {2u, 76u}}, 0);
+
+    // By path, the shared structure and the tree answer like any other; the head words do not.
+    char value[32] = {};
+    const char* pNode = "lumatrope_gamma16_core.mod_gamma16_trigger_data[0].trigger[1]";
+    ASSERT_TRUE(pModule->GetValue(
+        (std::string(pNode) + ".region[1].channel_b_tab.channel_b[0]").c_str(), value,
+        sizeof(value)));
+    EXPECT_STREQ(value, "11");
+    ASSERT_TRUE(pModule->GetValue("private_information.led_sensitivity_trigger.end", value,
+                                  sizeof(value)));
+    EXPECT_STREQ(value, "0.75");
+    EXPECT_FALSE(pModule->GetValue((std::string(pNode) + ".controlVarType").c_str(), value,
+                                   sizeof(value)));
+
     pModule->UnloadModule();
     EXPECT_EQ(core.mod_gamma16_trigger_data, nullptr);
 }
