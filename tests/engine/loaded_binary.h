@@ -14,6 +14,7 @@
 #include "binwriter/value_writer.h"
 #include "parser/setmanager/default_module.h"
 #include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_module.h"
 
 namespace engine_test {
 

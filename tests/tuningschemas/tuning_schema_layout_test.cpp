@@ -1,0 +1,162 @@
+// The white balance, stabilisation and version modules against the layouts they are tuned by:
+// how many structures and fields each one reaches, and a load of every field written by the
+// writer.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "../engine/loaded_binary.h"
+#include "../engine/descriptor_values.h"
+#include "eis_1_6_0.h"
+#include "log_capture.h"
+#include "modtemporalawbv1.h"
+#include "versions00004_1_0_0.h"
+#include "versions00011_1_0_0.h"
+#include "versions00013_1_0_0.h"
+#include "versions00018_1_0_0.h"
+#include "versions00019_1_0_0.h"
+#include "versions690_1_0_0.h"
+#include "versions780_1_0_0.h"
+#include "versions880_1_0_0.h"
+
+namespace tuning_schema_test {
+namespace {
+
+using ParameterEngine::ElementKind;
+using ParameterEngine::FieldDescriptor;
+using ParameterEngine::FieldKind;
+using ParameterEngine::ModuleDescriptor;
+using ParameterEngine::StructDescriptor;
+
+// Every structure that `type` reaches, itself included, each once by name.
+void Reach(const StructDescriptor& type, std::map<std::string, const StructDescriptor*>& seen) {
+    if (!seen.emplace(type.name, &type).second) {
+        return;
+    }
+    for (uint32_t i = 0; i < type.fieldCount; ++i) {
+        if (type.fields[i].element.structType != nullptr) {
+            Reach(*type.fields[i].element.structType, seen);
+        }
+    }
+}
+
+struct Layout {
+    const ModuleDescriptor* module;
+    uint32_t structures;
+    uint32_t fields;
+    // Structures whose number of fields is known on its own, by name.
+    std::map<std::string, uint32_t> fieldsOf;
+};
+
+// A module that holds only a schema version: an empty enable section, the two version
+// sections and a reserve of one string.
+Layout VersionsOnly(const ModuleDescriptor& module, const std::string& reserve) {
+    std::string top = module.top->name;
+    return {&module, 5, 9, {{top, 4}, {top + "::enable_sectionStruct", 0}, {reserve, 1}}};
+}
+
+TEST(TuningSchemaLayout, ModulesReachTheirStructuresAndFields) {
+    const std::vector<Layout> layouts{
+        {&modtemporalawbv1::lumatropeTemporalAWBV1TypeClass::Descriptor(), 42, 128,
+         {{"lumatropeTemporalAWBV1Type", 4}, {"Gyro2DOrientationConfigType", 9},
+          {"SCDetectorConfigType", 10}, {"awbWeightLUTLevel1Type", 2}}},
+        {&eis_1_6_0::lumatrope_eis16TypeClass::Descriptor(), 42, 219,
+         {{"lumatrope_eis16_reserveType", 11}, {"lumatrope_eis16_reserveType::topStruct", 52}}},
+        VersionsOnly(versions00004_1_0_0::lumatrope_versions00004TypeClass::Descriptor(),
+                     "lumatrope_versions00004_reserveType"),
+        VersionsOnly(versions00011_1_0_0::lumatrope_versions00011TypeClass::Descriptor(),
+                     "lumatrope_versions00011_reserveType"),
+        VersionsOnly(versions00013_1_0_0::lumatrope_versions00013TypeClass::Descriptor(),
+                     "lumatrope_versions00013_reserveType"),
+        VersionsOnly(versions00018_1_0_0::lumatrope_versions00018TypeClass::Descriptor(),
+                     "lumatrope_versions00018_reserveType"),
+        VersionsOnly(versions00019_1_0_0::lumatrope_versions00019TypeClass::Descriptor(),
+                     "lumatrope_versions00019_reserveType"),
+        VersionsOnly(versions690_1_0_0::lumatrope_versions690TypeClass::Descriptor(),
+                     "lumatrope_versions690_reserveType"),
+        VersionsOnly(versions780_1_0_0::lumatrope_versions780TypeClass::Descriptor(),
+                     "lumatrope_versions780_reserveType"),
+        VersionsOnly(versions880_1_0_0::lumatrope_versions880TypeClass::Descriptor(),
+                     "lumatrope_versions880_reserveType"),
+    };
+    for (const Layout& layout : layouts) {
+        SCOPED_TRACE(layout.module->className);
+        std::map<std::string, const StructDescriptor*> seen;
+        Reach(*layout.module->top, seen);
+        uint32_t fields = 0;
+        for (const auto& entry : seen) {
+            fields += entry.second->fieldCount;
+        }
+        EXPECT_EQ(seen.size(), layout.structures);
+        EXPECT_EQ(fields, layout.fields);
+        for (const auto& expected : layout.fieldsOf) {
+            auto found = seen.find(expected.first);
+            ASSERT_NE(found, seen.end()) << expected.first;
+            EXPECT_EQ(found->second->fieldCount, expected.second) << expected.first;
+        }
+    }
+}
+
+// A `_tab` wrapper: one structure holding one block of scalars.
+bool IsTable(const FieldDescriptor& field) {
+    const StructDescriptor* pTab = field.element.structType;
+    return pTab != nullptr && pTab->fieldCount == 1 &&
+           pTab->fields[0].kind == FieldKind::ScalarBlock &&
+           std::string(field.name) == std::string(pTab->fields[0].name) + "_tab";
+}
+
+// Stabilisation has no triggers: each of its reserve sections is one flat record of scalars
+// and scalar tables, with nothing counted or optional.
+TEST(TuningSchemaLayout, StabilisationSectionsAreFlatRecords) {
+    const StructDescriptor& top = *eis_1_6_0::lumatrope_eis16TypeClass::Descriptor().top;
+    const StructDescriptor& reserve = *top.fields[2].element.structType;
+    ASSERT_STREQ(reserve.name, "lumatrope_eis16_reserveType");
+    for (uint32_t i = 0; i < reserve.fieldCount; ++i) {
+        const StructDescriptor& section = *reserve.fields[i].element.structType;
+        SCOPED_TRACE(section.name);
+        for (uint32_t j = 0; j < section.fieldCount; ++j) {
+            const FieldDescriptor& field = section.fields[j];
+            bool scalar = field.element.kind == ElementKind::Scalar &&
+                          (field.kind == FieldKind::Inline || field.kind == FieldKind::ScalarBlock);
+            EXPECT_TRUE(scalar || (field.kind == FieldKind::Inline && IsTable(field)))
+                << field.name;
+        }
+    }
+}
+
+// Writes one value into every member, loads it at `alignment` and compares, then unloads:
+// the sanitizers see whether everything went back.
+template <typename Class, typename Top>
+void RoundTrip(unsigned int alignment) {
+    const ModuleDescriptor& module = Class::Descriptor();
+    SCOPED_TRACE(module.className);
+    zyra_test::LogCapture capture;
+    binwriter::TuningBinaryBuilder builder(engine_test::FormatWithAlignment(alignment));
+    std::vector<uint8_t> top = engine_test::DescriptorWriter(builder).Write(*module.top);
+    uint32_t id = builder.AddModule(module.names[0], {module.major, module.minor, module.patch},
+                                    0, top);
+    engine_test::LoadedBinaryOf<Class> binary(builder, module.names[0]);
+    ASSERT_TRUE(binary.Loaded());
+    Class* pModule = binary.Create(id);
+    ASSERT_NE(pModule, nullptr);
+    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+    EXPECT_EQ(engine_test::Errors(capture), engine_test::Messages{});
+    EXPECT_EQ(engine_test::DescriptorChecker().Check(*module.top, static_cast<const Top*>(pModule)),
+              "");
+    pModule->UnloadModule();
+}
+
+// The largest module at the wide alignment; the large flat tables of stabilisation packed.
+TEST(TuningSchemaLayout, EveryFieldRoundTrips) {
+    namespace awb = modtemporalawbv1;
+    namespace eis = eis_1_6_0;
+    namespace versions = versions880_1_0_0;
+    RoundTrip<awb::lumatropeTemporalAWBV1TypeClass, awb::lumatropeTemporalAWBV1Type>(8);
+    RoundTrip<eis::lumatrope_eis16TypeClass, eis::lumatrope_eis16Type>(1);
+    RoundTrip<versions::lumatrope_versions880TypeClass, versions::lumatrope_versions880Type>(8);
+}
+
+}  // namespace
+}  // namespace tuning_schema_test
