@@ -61,7 +61,8 @@ TEST(TuningSchemaLayout, ModulesReachTheirStructuresAndFields) {
     const std::vector<Layout> layouts{
         {&modtemporalawbv1::lumatropeTemporalAWBV1TypeClass::Descriptor(), 42, 128,
          {{"lumatropeTemporalAWBV1Type", 4}, {"Gyro2DOrientationConfigType", 9},
-          {"SCDetectorConfigType", 10}, {"awbWeightLUTLevel1Type", 2}}},
+          {"SCDetectorConfigType", 10}, {"awbWeightLUTLevel1Type", 2},
+          {"SenorRefreshConfigType", 2}}},
         {&eis_1_6_0::lumatrope_eis16TypeClass::Descriptor(), 42, 219,
          {{"lumatrope_eis16_reserveType", 11}, {"lumatrope_eis16_reserveType::topStruct", 52}}},
         VersionsOnly(versions00004_1_0_0::lumatrope_versions00004TypeClass::Descriptor(),
