@@ -1,14 +1,15 @@
-// The autofocus and PD modules against the layouts they are tuned by: how many structures and
-// fields each one reaches, and a load of every field of each written by the writer.
+// The autofocus, PD and exposure modules against the layouts they are tuned by: how many
+// structures and fields each one reaches, and a load of every field of each written by the
+// writer.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "../engine/loaded_binary.h"
+#include "aecxconvergence.h"
+#include "aecxdbconvbase.h"
 #include "afalgotuningelements.h"
 #include "afcglobalelements.h"
 #include "afpdafelements.h"
@@ -53,6 +54,8 @@ const std::vector<Layout> kLayouts{
      {{"lumatropePDAFType", 36}, {"confidenceSensitivityModifierArr", 7}}},
     {&afalgotuningelements::kModule_lumatropeAFAlgoTuningType, 80, 380,
      {{"lumatropeAFAlgoTuningType::spotlightDetectionStruct", 32}}},
+    {&aecxconvergence::kModule_AECXConvergenceType, 6, 29, {{"AECXConvergenceType", 8}}},
+    {&aecxdbconvbase::kModule_AECXDBConvBaseType, 13, 37, {{"AECXDBConvBaseType", 4}}},
 };
 
 TEST(SchemaLayout, ModulesReachTheirStructuresAndFields) {
@@ -110,7 +113,7 @@ void RoundTrip(const ModuleDescriptor& module, unsigned int alignment) {
     pModule->UnloadModule();
 }
 
-// The largest module at the wide alignment; the others load too, the smallest packed.
+// The large modules at the wide alignment, the small ones packed.
 TEST(SchemaLayout, EveryFieldRoundTrips) {
     namespace algo = afalgotuningelements;
     namespace pdaf = afpdafelements;
@@ -124,6 +127,9 @@ TEST(SchemaLayout, EveryFieldRoundTrips) {
         pdlib::kModule_lumatropePDLibType, 8);
     RoundTrip<net::lumatropeStatsNNPDNetTypeClass, net::lumatropeStatsNNPDNetType>(
         net::kModule_lumatropeStatsNNPDNetType, 1);
+    // Counted arrays three levels deep, and a counted array of enums.
+    RoundTrip<aecxdbconvbase::AECXDBConvBaseTypeClass, aecxdbconvbase::AECXDBConvBaseType>(
+        aecxdbconvbase::kModule_AECXDBConvBaseType, 1);
 }
 
 }  // namespace
