@@ -10,6 +10,7 @@
 #include "../engine/loaded_binary.h"
 #include "aecxconvergence.h"
 #include "aecxdbconvbase.h"
+#include "aecxtouch.h"
 #include "afalgotuningelements.h"
 #include "afcglobalelements.h"
 #include "afpdafelements.h"
@@ -56,6 +57,7 @@ const std::vector<Layout> kLayouts{
      {{"lumatropeAFAlgoTuningType::spotlightDetectionStruct", 32}}},
     {&aecxconvergence::kModule_AECXConvergenceType, 6, 29, {{"AECXConvergenceType", 8}}},
     {&aecxdbconvbase::kModule_AECXDBConvBaseType, 13, 37, {{"AECXDBConvBaseType", 4}}},
+    {&aecxtouch::kModule_AECXTouchType, 3, 6, {{"AECXTouchType", 2}}},
 };
 
 TEST(SchemaLayout, ModulesReachTheirStructuresAndFields) {
@@ -130,6 +132,8 @@ TEST(SchemaLayout, EveryFieldRoundTrips) {
     // Counted arrays three levels deep, and a counted array of enums.
     RoundTrip<aecxdbconvbase::AECXDBConvBaseTypeClass, aecxdbconvbase::AECXDBConvBaseType>(
         aecxdbconvbase::kModule_AECXDBConvBaseType, 1);
+    RoundTrip<aecxtouch::AECXTouchTypeClass, aecxtouch::AECXTouchType>(
+        aecxtouch::kModule_AECXTouchType, 8);
 }
 
 }  // namespace
