@@ -19,6 +19,12 @@ CATALOGUE = {
     "abf_4_0_1": ((4, 0, 1), "lumatrope_abf40Type", ["abf40_bps_v2", "abf40_ife_v2"]),
     "versions00004_1_0_0": ((1, 0, 0), "lumatrope_versions00004Type", ["versions00004_sw"]),
     "aecxconvergence": ((10, 0, 0), "AECXConvergenceType", ["aecxconvergence"]),
+    "aecxdbconvbase": ((10, 0, 0), "AECXDBConvBaseType", ["aecxdbconvbase"]),
+    "aecxtouch": ((10, 0, 0), "AECXTouchType", ["aecxtouch"]),
+    "afpdlibelements": ((9, 0, 0), "lumatropePDLibType", ["lumatropePDLib"]),
+    "statsnnpdnet": ((1, 0, 0), "lumatropeStatsNNPDNetType", ["lumatropeStatsNNPDNet"]),
+    "afpdafelements": ((9, 0, 0), "lumatropePDAFType", ["lumatropePDAF"]),
+    "afalgotuningelements": ((9, 0, 0), "lumatropeAFAlgoTuningType", ["lumatropeAFAlgoTuning"]),
 }
 
 

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "../engine/loaded_binary.h"
-#include "aecxconvergence.h"
 #include "aecxdbconvbase.h"
 #include "aecxtouch.h"
 #include "afalgotuningelements.h"
@@ -55,7 +54,6 @@ const std::vector<Layout> kLayouts{
      {{"lumatropePDAFType", 36}, {"confidenceSensitivityModifierArr", 7}}},
     {&afalgotuningelements::kModule_lumatropeAFAlgoTuningType, 80, 380,
      {{"lumatropeAFAlgoTuningType::spotlightDetectionStruct", 32}}},
-    {&aecxconvergence::kModule_AECXConvergenceType, 6, 29, {{"AECXConvergenceType", 8}}},
     {&aecxdbconvbase::kModule_AECXDBConvBaseType, 13, 37, {{"AECXDBConvBaseType", 4}}},
     {&aecxtouch::kModule_AECXTouchType, 3, 6, {{"AECXTouchType", 2}}},
 };
