@@ -17,6 +17,7 @@ uint32_t MemberWidth(const ElementType& element) {
         case ElementKind::Scalar: return element.heldAsFloat ? 4 : WidthOf(element.scalar);
         case ElementKind::Enum: return 4;
         case ElementKind::Struct: return element.structType->size;
+        case ElementKind::String: return sizeof(char*);
     }
     return 0;
 }
@@ -107,6 +108,7 @@ private:
                 return;
             case ElementKind::Enum: out.U32(EnumValue(*element.enumType, ++m_sequence)); return;
             case ElementKind::Struct: Structure(*element.structType, out); return;
+            case ElementKind::String: out.String(Text(++m_sequence)); return;
         }
     }
 
@@ -149,12 +151,7 @@ private:
         const unsigned char* pMember = pBase + field.offset;
         switch (field.kind) {
             case FieldKind::Memory: return true;
-            case FieldKind::String: {
-                const char* pText = nullptr;
-                std::memcpy(&pText, pMember, sizeof pText);
-                std::string expected = Text(++m_sequence);
-                return Expect(pText != nullptr && expected == pText, path, expected);
-            }
+            case FieldKind::String: return TextAt(pMember, path);
             case FieldKind::ScalarBlock:
             case FieldKind::Inline: return Elements(field.element, pMember, field.count, path);
             case FieldKind::Counted:
@@ -192,12 +189,22 @@ private:
         if (element.kind == ElementKind::Struct) {
             return Structure(*element.structType, pMember, path);
         }
+        if (element.kind == ElementKind::String) {
+            return TextAt(pMember, path);
+        }
         uint64_t n = ++m_sequence;
         uint64_t expected = element.kind == ElementKind::Enum ? EnumValue(*element.enumType, n)
                                                               : ScalarBits(element, n);
         uint64_t actual = 0;
         std::memcpy(&actual, pMember, MemberWidth(element));
         return Expect(actual == expected, path, std::to_string(expected));
+    }
+
+    bool TextAt(const unsigned char* pMember, const std::string& path) {
+        const char* pText = nullptr;
+        std::memcpy(&pText, pMember, sizeof pText);
+        std::string expected = Text(++m_sequence);
+        return Expect(pText != nullptr && expected == pText, path, expected);
     }
 
     static bool Expect(bool good, const std::string& path, const std::string& expected) {

@@ -45,17 +45,17 @@ struct Layout {
 };
 
 const std::vector<Layout> kLayouts{
-    {&afpdlibelements::kModule_lumatropePDLibType, 42, 213,
+    {&afpdlibelements::lumatropePDLibTypeClass::Descriptor(), 42, 213,
      {{"lumatropePDLibType", 30}, {"lumatropeTuningHardwareGeometry", 12},
       {"statsExtensionParamType", 4}}},
-    {&statsnnpdnet::kModule_lumatropeStatsNNPDNetType, 21, 68,
+    {&statsnnpdnet::lumatropeStatsNNPDNetTypeClass::Descriptor(), 21, 68,
      {{"lumatropeStatsNNPDNetType", 15}}},
-    {&afpdafelements::kModule_lumatropePDAFType, 77, 271,
+    {&afpdafelements::lumatropePDAFTypeClass::Descriptor(), 77, 271,
      {{"lumatropePDAFType", 36}, {"confidenceSensitivityModifierArr", 7}}},
-    {&afalgotuningelements::kModule_lumatropeAFAlgoTuningType, 80, 380,
+    {&afalgotuningelements::lumatropeAFAlgoTuningTypeClass::Descriptor(), 80, 380,
      {{"lumatropeAFAlgoTuningType::spotlightDetectionStruct", 32}}},
-    {&aecxdbconvbase::kModule_AECXDBConvBaseType, 13, 37, {{"AECXDBConvBaseType", 4}}},
-    {&aecxtouch::kModule_AECXTouchType, 3, 6, {{"AECXTouchType", 2}}},
+    {&aecxdbconvbase::AECXDBConvBaseTypeClass::Descriptor(), 13, 37, {{"AECXDBConvBaseType", 4}}},
+    {&aecxtouch::AECXTouchTypeClass::Descriptor(), 3, 6, {{"AECXTouchType", 2}}},
 };
 
 TEST(SchemaLayout, ModulesReachTheirStructuresAndFields) {
@@ -92,7 +92,8 @@ TEST(SchemaLayout, SharedTriggerChainsNestThreeLevels) {
 }
 
 template <typename Class, typename Top>
-void RoundTrip(const ModuleDescriptor& module, unsigned int alignment) {
+void RoundTrip(unsigned int alignment) {
+    const ModuleDescriptor& module = Class::Descriptor();
     SCOPED_TRACE(module.className);
     zyra_test::LogCapture capture;
     binwriter::TuningBinaryBuilder builder(engine_test::FormatWithAlignment(alignment));
@@ -119,19 +120,13 @@ TEST(SchemaLayout, EveryFieldRoundTrips) {
     namespace pdaf = afpdafelements;
     namespace pdlib = afpdlibelements;
     namespace net = statsnnpdnet;
-    RoundTrip<algo::lumatropeAFAlgoTuningTypeClass, algo::lumatropeAFAlgoTuningType>(
-        algo::kModule_lumatropeAFAlgoTuningType, 8);
-    RoundTrip<pdaf::lumatropePDAFTypeClass, pdaf::lumatropePDAFType>(
-        pdaf::kModule_lumatropePDAFType, 8);
-    RoundTrip<pdlib::lumatropePDLibTypeClass, pdlib::lumatropePDLibType>(
-        pdlib::kModule_lumatropePDLibType, 8);
-    RoundTrip<net::lumatropeStatsNNPDNetTypeClass, net::lumatropeStatsNNPDNetType>(
-        net::kModule_lumatropeStatsNNPDNetType, 1);
+    RoundTrip<algo::lumatropeAFAlgoTuningTypeClass, algo::lumatropeAFAlgoTuningType>(8);
+    RoundTrip<pdaf::lumatropePDAFTypeClass, pdaf::lumatropePDAFType>(8);
+    RoundTrip<pdlib::lumatropePDLibTypeClass, pdlib::lumatropePDLibType>(8);
+    RoundTrip<net::lumatropeStatsNNPDNetTypeClass, net::lumatropeStatsNNPDNetType>(1);
     // Counted arrays three levels deep, and a counted array of enums.
-    RoundTrip<aecxdbconvbase::AECXDBConvBaseTypeClass, aecxdbconvbase::AECXDBConvBaseType>(
-        aecxdbconvbase::kModule_AECXDBConvBaseType, 1);
-    RoundTrip<aecxtouch::AECXTouchTypeClass, aecxtouch::AECXTouchType>(
-        aecxtouch::kModule_AECXTouchType, 8);
+    RoundTrip<aecxdbconvbase::AECXDBConvBaseTypeClass, aecxdbconvbase::AECXDBConvBaseType>(1);
+    RoundTrip<aecxtouch::AECXTouchTypeClass, aecxtouch::AECXTouchType>(8);
 }
 
 }  // namespace
