@@ -73,10 +73,11 @@ void ParameterSetManager::FreeBinaryParameters() {
     while (m_activeModes.Remove(0)) {
     }
     ZyraFree(m_modes);
-    ZyraFree(m_binaryTag);
     // The symbol table reads through the file object, so the table goes first.
     ParserDelete(m_symbolTable);
     ParserDelete(m_pBinaryFile);
+    // Both may still log, and their lines carry the tag as this set manager's identifier.
+    ZyraFree(m_binaryTag);
     m_rootMode = nullptr;
     m_modes = nullptr;
     m_modeCount = 0;

@@ -383,6 +383,13 @@ ParameterModule* ParameterSetManager::CreateModule(const ParameterFileSymbolTabl
         return nullptr;
     }
     ParameterModule* pModule = pDefault->Prototype->Create(pData, pDefault);
+    if (pModule != nullptr && (pModule->Name == nullptr || pModule->Type == nullptr)) {
+        // Memory for its texts ran out: filed by a name or type it lacks, it would be found
+        // by no lookup and given back by no owner.
+        pDefault->RemoveModule(pModule);
+        delete pModule;
+        pModule = nullptr;
+    }
     if (pModule == nullptr) {
         SetError("Failed to parse binary header data for: ", pData);
         return nullptr;

@@ -22,9 +22,16 @@ ParameterModule* TestModule::Create(ModuleData* pData, DefaultModule* pDefault) 
     if (ParameterModule* pShared = pDefault->Find(id)) {
         return pShared;
     }
-    auto* pModule = new TestModule(Name, Version, pData);
+    // Out of memory answers null, as generated classes do; the caller logs it.
+    auto* pModule = new (std::nothrow) TestModule(Name, Version, pData);
+    if (pModule == nullptr) {
+        return nullptr;
+    }
     pModule->ModuleID = id;
-    pDefault->AddModule(pModule);
+    if (!pDefault->AddModule(pModule)) {
+        delete pModule;
+        return nullptr;
+    }
     return pModule;
 }
 
@@ -98,17 +105,27 @@ TestSetManager::~TestSetManager() {
     m_defaultModules.clear();
 }
 
-void TestSetManager::Register(const char* pName, const VersionUnion& version) {
+bool TestSetManager::Register(const char* pName, const VersionUnion& version) {
     m_registered.emplace_back(pName, version);
-    auto* pPrototype = new TestModule(pName, version, nullptr);
-    m_defaultModules[pPrototype->Type] = ParserNew<DefaultModule>(pPrototype);
+    auto* pPrototype = new (std::nothrow) TestModule(pName, version, nullptr);
+    // A prototype whose name could not be copied has no type to be filed under.
+    DefaultModule* pDefault = pPrototype != nullptr && pPrototype->Type != nullptr
+                                  ? ParserNew<DefaultModule>(pPrototype)
+                                  : nullptr;
+    if (pDefault == nullptr) {
+        delete pPrototype;
+        return false;
+    }
+    m_defaultModules[pPrototype->Type] = pDefault;
+    return true;
 }
 
 ParameterSetManager* TestSetManager::CreateUpdateSet() {
     auto* pUpdate = new (std::nothrow) TestSetManager;
-    if (pUpdate != nullptr) {
-        for (const auto& registered : m_registered) {
-            pUpdate->Register(registered.first.c_str(), registered.second);
+    for (size_t i = 0; pUpdate != nullptr && i < m_registered.size(); ++i) {
+        if (!pUpdate->Register(m_registered[i].first.c_str(), m_registered[i].second)) {
+            delete pUpdate;
+            pUpdate = nullptr;
         }
     }
     return pUpdate;

@@ -46,8 +46,8 @@ class TestSetManager : public ParameterSetManager {
 public:
     ~TestSetManager() override;
 
-    // Registers a prototype of TestModule under `name`.
-    void Register(const char* pName, const VersionUnion& version);
+    // Registers a prototype of TestModule under `name`; false when memory ran out.
+    bool Register(const char* pName, const VersionUnion& version);
 
     DefaultModule* GetDefaultModule(char* pType) override;
     void SaveAndClearModules() override { SaveAndClearDefaultModules(); }

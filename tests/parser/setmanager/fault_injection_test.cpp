@@ -1,0 +1,219 @@
+// The set manager when memory runs out and when its binary changes under it. Each allocation
+// of a load, an on-demand mode load and an update fails in turn: every answer is a refusal or
+// the right data, nothing crashes or leaks, and the next clean run works.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "log_capture.h"
+#include "set_manager_test_support.h"
+#include "temp_dir.h"
+#include "zyra/memory.h"
+
+namespace setmanager_test {
+namespace {
+
+// Far more allocations than any operation here makes.
+constexpr uint32_t kMaxAllocations = 5000;
+
+// From Begin on, allocation number `nth` fails; End switches that off and tells whether the
+// operation in between reached it.
+class FailingAllocation {
+public:
+    explicit FailingAllocation(uint32_t nth) : m_nth(nth) {}
+    void Begin() {
+        m_start = Zyra::Memory::AllocationCount();
+        Zyra::Memory::FailNthAllocation(m_nth);
+    }
+    bool End() {
+        Zyra::Memory::FailNthAllocation(0);
+        return Zyra::Memory::AllocationCount() - m_start >= m_nth;
+    }
+
+private:
+    uint32_t m_nth;
+    uint64_t m_start = 0;
+};
+
+// Runs `run` with allocation 1, 2, 3 ... failing until a run no longer reaches the failing
+// one, and answers how many runs had a failure. `run` answers whether its failure was hit.
+template <typename Run>
+uint32_t FailEachAllocation(Run run) {
+    for (uint32_t nth = 1; nth <= kMaxAllocations; ++nth) {
+        SCOPED_TRACE("failing allocation " + std::to_string(nth));
+        FailingAllocation failure(nth);
+        if (!run(failure) || ::testing::Test::HasFailure()) {
+            return nth - 1;
+        }
+    }
+    ADD_FAILURE() << "still failing after " << kMaxAllocations << " allocations";
+    return kMaxAllocations;
+}
+
+// The value of the module `pName` along `path`, the module given back; 0 when there is none.
+uint32_t ValueAt(TestSetManager& manager, const char* pName, const std::string& path) {
+    TestModule* pModule = Get(manager, pName, path);
+    if (pModule == nullptr) {
+        return 0;
+    }
+    const uint32_t value = pModule->Value;
+    manager.ReleaseModule(pModule);
+    return value;
+}
+
+// The values of the modules of Tree() at its four depths.
+std::vector<uint32_t> TreeValues(TestSetManager& manager) {
+    return {ValueAt(manager, "abc", "0.0"), ValueAt(manager, "abc", "0.0|2.0|4.4"),
+            ValueAt(manager, "ghi", "0.0|2.0|4.4|4.5"), ValueAt(manager, "dup", "0.0|2.1")};
+}
+
+std::vector<uint32_t> ExpectedTree(uint32_t base) {
+    return {base + 11, base + 22, base + 44, base + 55};
+}
+
+// Whether each value is the expected one or missing (0): a symbol table whose bookkeeping
+// could not be allocated is left empty, but no module may hold wrong data.
+bool RightOrMissing(const std::vector<uint32_t>& values, const std::vector<uint32_t>& expected) {
+    for (size_t i = 0; i < values.size(); ++i) {
+        if (values[i] != 0 && values[i] != expected[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void SetModifiedTime(const std::string& path, time_t seconds) {
+    struct timespec times[2] = {{seconds, 0}, {seconds, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+class FaultInjection : public ::testing::Test {
+protected:
+    void ExpectEachLoadFailureHandled(bool onDemand) {
+        const uint32_t failures = FailEachAllocation([&](FailingAllocation& failure) {
+            TestSetManager manager;
+            RegisterTree(manager);
+            manager.SetOnDemand(onDemand);
+            failure.Begin();
+            const bool loaded = onDemand ? manager.LoadBinaryParameters(m_path.c_str())
+                                         : manager.LoadBinaryParameters(m_binary.data(),
+                                                                        m_binary.size());
+            const bool hit = failure.End();
+            EXPECT_TRUE(loaded || hit);
+            EXPECT_EQ(manager.IsValid(), loaded);
+            // After a refused load the caller knows: what was made may still answer.
+            const std::vector<uint32_t> values = TreeValues(manager);
+            if (!hit) {
+                EXPECT_EQ(values, ExpectedTree(0));
+            } else if (loaded) {
+                EXPECT_TRUE(RightOrMissing(values, ExpectedTree(0)))
+                    << ::testing::PrintToString(values);
+            }
+            return hit;
+        });
+        EXPECT_GT(failures, 10u);
+    }
+
+    zyra_test::LogCapture m_capture;
+    zyra_test::TempDir m_dir;
+    std::vector<uint8_t> m_binary = Tree();
+    std::string m_path = m_dir.Write("tree.bin", AsText(m_binary));
+};
+
+TEST_F(FaultInjection, EachAllocationOfALoadFromMemoryFailsInTurn) {
+    ExpectEachLoadFailureHandled(false);
+}
+
+TEST_F(FaultInjection, EachAllocationOfALoadFromFileFailsInTurn) {
+    ExpectEachLoadFailureHandled(true);
+}
+
+TEST_F(FaultInjection, EachAllocationOfAnOnDemandModeLoadFailsInTurn) {
+    const uint32_t failures = FailEachAllocation([&](FailingAllocation& failure) {
+        TestSetManager manager;
+        EXPECT_TRUE(LoadTree(manager, m_binary, m_path, true));
+        failure.Begin();
+        TestModule* pModule = Get(manager, "ghi", "0.0|2.0|4.4|4.5");
+        const bool hit = failure.End();
+        EXPECT_TRUE(pModule != nullptr || hit);
+        if (pModule != nullptr) {
+            EXPECT_EQ(pModule->Value, 44u);
+            manager.ReleaseModule(pModule);
+        }
+        EXPECT_EQ(TreeValues(manager), ExpectedTree(0));
+        return hit;
+    });
+    EXPECT_GT(failures, 2u);
+}
+
+TEST_F(FaultInjection, EachAllocationOfAnUpdateFailsInTurn) {
+    std::vector<uint8_t> update = Tree(100);
+    // What a clean update makes of the tree, to compare the injected runs with.
+    std::vector<uint32_t> updated;
+    {
+        TestSetManager manager;
+        ASSERT_TRUE(LoadTree(manager, m_binary, m_path, false));
+        ASSERT_TRUE(manager.UpdateBinaryParameters(update.data(), update.size()));
+        updated = TreeValues(manager);
+        ASSERT_NE(updated, ExpectedTree(0));
+    }
+    const uint32_t failures = FailEachAllocation([&](FailingAllocation& failure) {
+        TestSetManager manager;
+        EXPECT_TRUE(LoadTree(manager, m_binary, m_path, false));
+        TestModule* pHeld = Get(manager, "abc", "0.0|2.0|4.4");
+        failure.Begin();
+        // A failed update keeps the old data and still answers true.
+        EXPECT_TRUE(manager.UpdateBinaryParameters(update.data(), update.size()));
+        const bool hit = failure.End();
+        EXPECT_EQ(pHeld->Value, 22u);
+        const std::vector<uint32_t> values = TreeValues(manager);
+        EXPECT_TRUE(values == updated || (hit && values == ExpectedTree(0)));
+        EXPECT_TRUE(manager.UpdateBinaryParameters(update.data(), update.size()));
+        EXPECT_EQ(TreeValues(manager), updated);
+        return hit;
+    });
+    EXPECT_GT(failures, 10u);
+}
+
+TEST_F(FaultInjection, FileCutOrRewrittenUnderAnOnDemandLoad) {
+    SetModifiedTime(m_path, 1000);
+    {
+        // Cut with its time of modification kept: the reads come back short, are retried,
+        // and the failed reload leaves nothing loaded until the next load.
+        TestSetManager manager;
+        ASSERT_TRUE(LoadTree(manager, m_binary, m_path, true));
+        ASSERT_EQ(truncate(m_path.c_str(), static_cast<off_t>(m_binary.size() / 2)), 0);
+        SetModifiedTime(m_path, 1000);
+        m_capture.Clear();
+        EXPECT_EQ(Get(manager, "ghi", "0.0|2.0|4.4|4.5"), nullptr);
+        const std::vector<std::string> errors = Errors(m_capture);
+        EXPECT_NE(std::find(errors.begin(), errors.end(),
+                            "[ERROR] ParameterBinaryFile::Read failed, retrying\n"),
+                  errors.end());
+
+        m_dir.Write("tree.bin", AsText(m_binary));
+        EXPECT_EQ(TreeValues(manager), (std::vector<uint32_t>{0, 0, 0, 0}));
+        EXPECT_TRUE(manager.LoadBinaryParameters(m_path.c_str()));
+        EXPECT_EQ(TreeValues(manager), ExpectedTree(0));
+    }
+    {
+        // Rewritten with other values: the first read that meets the change starts over on
+        // the new file; the default mode read at load keeps its values until then.
+        TestSetManager manager;
+        ASSERT_TRUE(LoadTree(manager, m_binary, m_path, true));
+        m_dir.Write("tree.bin", AsText(Tree(100)));
+        SetModifiedTime(m_path, 2000);
+        TreeValues(manager);
+        EXPECT_EQ(TreeValues(manager), ExpectedTree(100));
+    }
+}
+
+}  // namespace
+}  // namespace setmanager_test
