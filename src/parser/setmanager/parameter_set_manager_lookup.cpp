@@ -174,13 +174,12 @@ bool ParameterSetManager::LoadMode(const TuningMode* pBranch, unsigned int count
     }
     bool reload = false;
     bool result = LoadModeInternal(pBranch, count, reload, pName);
-    // A file changed on disk costs one reload and one more try; failing again, it is
-    // reloaded once more for the next caller.
+    // A file changed on disk costs one reload and one more try. A second failure is left
+    // to the next call's own reload: a second one here would free the modules the first
+    // kept for their holders, the caller's previous module among them, before GetModule
+    // gives that back.
     if (reload && ReloadChangedFile()) {
         result = LoadModeInternal(pBranch, count, reload, pName);
-        if (reload) {
-            ReloadChangedFile();
-        }
     }
     return result;
 }
