@@ -1,0 +1,71 @@
+#include "fuzz_set_manager.h"
+
+#include <string>
+
+#include "enginetest_1_0_0.h"
+#include "parser/file/crc32.h"
+#include "parser/foundation/parser_object.h"
+#include "parser/setmanager/default_module.h"
+#include "zyra/log.h"
+
+namespace zyra_fuzz {
+namespace {
+
+const char* const kModuleNames[] = {"abc", "def", "ghi", "dup", "enginetest", "enginetest_twin",
+                                    "unknown"};
+// The root alone, each level of the test tree, a linked node, and steps no tree holds.
+const char* const kBranches[] = {"0.0", "0.0|2.0", "0.0|2.0|4.4|4.5", "0.0|2.2", "0.0|2.1",
+                                 "0.0|9.9|2.0", "3.1"};
+const char* const kFieldNames = "value,gains[1],gains[7],u32,regions[0].label";
+
+constexpr size_t kCrcSize = 4;
+
+void DropLine(void*, uint64_t, const char*, uint32_t, const char*) {}
+
+}  // namespace
+
+FuzzSetManager::FuzzSetManager(bool onDemand) {
+    setmanager_test::RegisterTree(*this);
+    auto* pEngine = new enginetest_1_0_0::enginetestTypeClass("enginetest");
+    m_defaultModules[pEngine->Type] = ParserNew<DefaultModule>(pEngine);
+    SetOnDemand(onDemand);
+}
+
+void QueryModules(ParameterSetManager& manager) {
+    char value[64];
+    for (const char* pBranch : kBranches) {
+        std::vector<TuningMode> steps = setmanager_test::Branch(pBranch);
+        const auto count = static_cast<unsigned int>(steps.size());
+        // A module handed out lives until the second reload after it was replaced, so it is
+        // kept only from one request to the next, as a client passing it back does.
+        ParameterModule* pPrevious = nullptr;
+        for (const char* pName : kModuleNames) {
+            pPrevious = manager.GetModule(pName, steps.data(), count, pPrevious);
+        }
+        if (pPrevious != nullptr) {
+            manager.ReleaseModule(pPrevious);
+        }
+        for (const char* pName : kModuleNames) {
+            manager.GetValue(steps.data(), count, pName, kFieldNames, value, sizeof(value));
+            const std::string field = std::string(pName) + ".value";
+            manager.GetValue(steps.data(), count, field.c_str(), nullptr, value, sizeof(value));
+        }
+        manager.SetValue(steps.data(), count, "abc", "value", "77");
+        manager.UnloadMode(steps.data(), count);
+    }
+}
+
+void DropLogLines() { Zyra::Log::SetLogSink(DropLine, nullptr); }
+
+std::vector<unsigned char> WithValidCrc(const uint8_t* pData, size_t size) {
+    std::vector<unsigned char> binary(pData, pData + size);
+    if (size >= kCrcSize) {
+        const uint32_t crc = ParameterCrc32::Compute(binary.data(), size - kCrcSize);
+        for (size_t i = 0; i < kCrcSize; ++i) {
+            binary[size - kCrcSize + i] = static_cast<unsigned char>(crc >> (8 * i));
+        }
+    }
+    return binary;
+}
+
+}  // namespace zyra_fuzz
