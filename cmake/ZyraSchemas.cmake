@@ -5,6 +5,8 @@
 # it or in the top-level schemas/ folder; the used schema must be in the list of the same
 # target, since its tables are compiled there.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
+# The interpreter is the build machine's: no emulator in front of it when cross-compiling.
+set_property(TARGET Python3::Interpreter PROPERTY CROSSCOMPILING_EMULATOR "")
 
 set(ZYRA_CODEGEN_DIR ${CMAKE_CURRENT_LIST_DIR}/../codegen)
 set(ZYRA_SCHEMA_DIR ${CMAKE_CURRENT_LIST_DIR}/../schemas)

@@ -34,5 +34,17 @@ for preset in "${presets[@]}"; do
   stage "test ${preset}" "${runner[@]}" ctest --preset "$preset" -j2
 done
 
+# libFuzzer targets with ASan + UBSan, each for FUZZ_SECONDS (scripts/fuzz.sh runs them
+# longer by hand).
+stage "configure fuzz" cmake --preset fuzz
+stage "build fuzz" cmake --build --preset fuzz
+stage "fuzz ${FUZZ_SECONDS:-60}s per target" ./scripts/fuzz.sh "${FUZZ_SECONDS:-60}"
+
+# The whole suite built for AArch64 and run under qemu-user.
+stage "googletest aarch64" ./scripts/build-aarch64-googletest.sh
+stage "configure aarch64" cmake --preset aarch64
+stage "build aarch64" cmake --build --preset aarch64
+stage "test aarch64 (qemu)" ctest --preset aarch64 -j2
+
 echo "=== stage times"
 printf '%s\n' "${report[@]}"
