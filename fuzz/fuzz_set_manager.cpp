@@ -3,6 +3,7 @@
 #include <string>
 
 #include "enginetest_1_0_0.h"
+#include "module_values.h"
 #include "parser/file/crc32.h"
 #include "parser/foundation/parser_object.h"
 #include "parser/setmanager/default_module.h"
@@ -29,6 +30,22 @@ FuzzSetManager::FuzzSetManager(bool onDemand) {
     auto* pEngine = new enginetest_1_0_0::enginetestTypeClass("enginetest");
     m_defaultModules[pEngine->Type] = ParserNew<DefaultModule>(pEngine);
     SetOnDemand(onDemand);
+}
+
+std::vector<uint8_t> EngineTree(const binwriter::Version& format) {
+    using setmanager_test::Record;
+    binwriter::TuningBinaryBuilder builder(format);
+    builder.AddMode(Record(0, 0));
+    builder.AddMode(Record(2, 0, 0));
+    builder.AddMode(Record(2, 2, 0, 1));
+    builder.AddModule("abc", {1, 2, 3}, 0, setmanager_test::ValueBytes(5));
+    builder.AddModule("abc", {1, 2, 3}, 1, setmanager_test::ValueBytes(6));
+    engine_test::ModuleValues values;
+    values.regions.resize(2);
+    values.regions[0].label = "first";
+    values.regions[0].weights = {1, 2, 3};
+    builder.AddModule("enginetest", {1, 0, 0}, 1, engine_test::WriteModule(builder, values));
+    return builder.Build();
 }
 
 void QueryModules(ParameterSetManager& manager) {

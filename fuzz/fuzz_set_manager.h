@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "binwriter/version.h"
 #include "set_manager_test_support.h"
 
 namespace zyra_fuzz {
@@ -15,6 +16,10 @@ class FuzzSetManager : public setmanager_test::TestSetManager {
 public:
     explicit FuzzSetManager(bool onDemand);
 };
+
+// A root, a child, and a second child linked to the first, holding test modules and an
+// enginetest module with every kind of field, in the layout of `format`.
+std::vector<uint8_t> EngineTree(const binwriter::Version& format);
 
 // Asks for every known module along each of a few branches, the previous one handed back
 // each time, reads and writes fields by text, and unloads the branches again.

@@ -15,10 +15,10 @@
 
 namespace {
 
-// A set manager with the test tree in memory, made once: the text operations do not change
-// what is loaded, only values, which any value may be.
+// A set manager with a tree of test and enginetest modules in memory, made once: the text
+// operations do not change what is loaded, only values, which any value may be.
 zyra_fuzz::FuzzSetManager& LoadedManager() {
-    static std::vector<uint8_t> binary = setmanager_test::Tree();
+    static std::vector<uint8_t> binary = zyra_fuzz::EngineTree({5, 0, 0});
     static zyra_fuzz::FuzzSetManager* pManager = [] {
         auto* pLoaded = new zyra_fuzz::FuzzSetManager(false);
         if (!pLoaded->LoadBinaryParameters(binary.data(), binary.size())) {

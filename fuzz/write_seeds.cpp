@@ -11,32 +11,13 @@
 #include <vector>
 
 #include "binwriter/tuning_binary_builder.h"
-#include "module_values.h"
+#include "fuzz_set_manager.h"
 #include "set_manager_test_support.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 namespace fs = std::filesystem;
-
-// A root, a child, and a second child linked to the first, holding the test modules and
-// an enginetest module with every kind of field, in the layout of `format`.
-Bytes SmallTree(const binwriter::Version& format) {
-    using setmanager_test::Record;
-    binwriter::TuningBinaryBuilder builder(format);
-    builder.AddMode(Record(0, 0));
-    builder.AddMode(Record(2, 0, 0));
-    builder.AddMode(Record(2, 2, 0, 1));
-    builder.AddModule("abc", {1, 2, 3}, 0, setmanager_test::ValueBytes(5));
-    builder.AddModule("abc", {1, 2, 3}, 1, setmanager_test::ValueBytes(6));
-    engine_test::ModuleValues values;
-    values.regions.resize(2);
-    values.regions[0].label = "first";
-    values.regions[0].weights = {1, 2, 3};
-    builder.AddModule("enginetest", {1, 0, 0}, 1,
-                      engine_test::WriteModule(builder, values));
-    return builder.Build();
-}
 
 Bytes TextInput(uint8_t operation, uint8_t answerSize, const std::string& text) {
     Bytes bytes(2 + text.size());
@@ -63,11 +44,11 @@ int main(int argc, char** argv) {
     const std::vector<std::pair<std::string, Bytes>> binaries = {
         {"tree_5_0_0", setmanager_test::Tree()},
         {"tree_extra_5_0_0", setmanager_test::Tree(100, true)},
-        {"small_2_0_0", SmallTree({2, 0, 0})},
-        {"small_3_0_0", SmallTree({3, 0, 0})},
-        {"small_3_0_1", SmallTree({3, 0, 1})},
-        {"small_4_0_0", SmallTree({4, 0, 0})},
-        {"small_5_0_0", SmallTree({5, 0, 0})},
+        {"small_2_0_0", zyra_fuzz::EngineTree({2, 0, 0})},
+        {"small_3_0_0", zyra_fuzz::EngineTree({3, 0, 0})},
+        {"small_3_0_1", zyra_fuzz::EngineTree({3, 0, 1})},
+        {"small_4_0_0", zyra_fuzz::EngineTree({4, 0, 0})},
+        {"small_5_0_0", zyra_fuzz::EngineTree({5, 0, 0})},
     };
     for (const char* pTarget : {"load_memory_fuzzer", "load_file_fuzzer"}) {
         for (const auto& binary : binaries) {
@@ -87,6 +68,9 @@ int main(int argc, char** argv) {
         {"get_value", TextInput(7, 96, "0.0|2.0\nabc\nvalue,gains[1]")},
         {"set_value", TextInput(8, 0, "0.0|2.0\nabc\ngains[0]\n42")},
         {"info", TextInput(9, 0, "0.0\nabc.value")},
+        {"engine_value", TextInput(7, 200, "0.0|2.0\nenginetest\nu32,regions[0].label,lut[1][0]")},
+        {"engine_set", TextInput(8, 0, "0.0|2.0\nenginetest\nregions[0].weights[1]\n7")},
+        {"engine_info", TextInput(9, 0, "0.0|2.0\nenginetest.regions")},
         {"control_values", TextInput(10, 64, "1=2,3=4.5")},
         {"trigger_values", TextInput(11, 64, "7=-1.25,8=9")},
     };
