@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Turns one schema file into <namespace>.h and <namespace>.cpp in an output directory.
 
-Usage: generate.py --out DIR [--schemas DIR]... [--depfile FILE] SCHEMA
+Usage: generate.py --out DIR [--schemas DIR]... [--depfile FILE] [--catalogue FILE] SCHEMA
+
+With a catalogue, a schema of one of its namespaces must declare its classes as listed there.
 
 A `use NAME` line of the schema is read from NAME.schema in the schema's own folder or in one of
 the --schemas folders, in that order.
@@ -10,6 +12,7 @@ the --schemas folders, in that order.
 import argparse
 import os
 import sys
+from zyra_schema.catalogue import check_against_catalogue, read_catalogue
 from zyra_schema.emit_header import emit_header
 from zyra_schema.emit_source import emit_source
 from zyra_schema.loader import SchemaLoader
@@ -31,6 +34,7 @@ def main() -> int:
     arguments.add_argument("--out", required=True)
     arguments.add_argument("--schemas", action="append", default=[])
     arguments.add_argument("--depfile")
+    arguments.add_argument("--catalogue")
     arguments.add_argument("schema")
     options = arguments.parse_args()
 
@@ -39,6 +43,8 @@ def main() -> int:
     loader = SchemaLoader([os.path.dirname(os.path.abspath(options.schema))] + options.schemas)
     try:
         namespace = loader.load(options.schema)
+        if options.catalogue:
+            check_against_catalogue(namespace, options.schema, read_catalogue(options.catalogue))
     except SchemaError as error:
         print(f"error: {error}", file=sys.stderr)
         return 1

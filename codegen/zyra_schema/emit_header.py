@@ -3,6 +3,7 @@
 from typing import List
 
 from .cpp_names import class_name, dims_suffix, element_type, table_name
+from .emit_class import manager_glue_declarations
 from .model import Enum, Field, Module, Namespace, Structure
 
 INDENT = "    "
@@ -55,9 +56,9 @@ def _structure(structure: Structure, depth: int, is_top: bool, namespace: str,
         lines += [
             "",
             f"{inner_pad}// Loads and changes counted by the module this structure belongs to.",
-            f"{inner_pad}unsigned int GetModified() const;",
+            f"{inner_pad}ZYRA_API unsigned int GetModified() const;",
             f"{inner_pad}// Gives the module's reference back to the set manager.",
-            f"{inner_pad}void Release();",
+            f"{inner_pad}ZYRA_API void Release();",
         ]
     lines.append(f"{pad}}};")
     return lines
@@ -141,5 +142,6 @@ def emit_header(namespace: Namespace, schema_name: str) -> str:
         lines += _shared_tables(namespace)
     for module in namespace.modules:
         lines += [""] + _module_class(module, "reflection" in namespace.flags, clone)
+        lines += [""] + manager_glue_declarations(module.top.name)
     lines += ["", f"}}  // namespace {namespace.name}", ""]
     return "\n".join(lines)

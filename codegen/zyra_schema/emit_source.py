@@ -3,6 +3,7 @@
 from typing import List, Tuple
 
 from .cpp_names import class_name, scalar_type, table_name
+from .emit_class import manager_glue_definitions
 from .model import Enum, Field, Module, Namespace, Scalar, String, Structure
 
 # Lines of code with their linkage: True for tables only this source refers to.
@@ -306,6 +307,7 @@ def emit_source(namespace: Namespace, schema_name: str, header_name: str) -> str
     for module in namespace.modules:
         lines += _module_glue(module, "reflection" in namespace.flags)
         lines += _module_extras(module, clone)
+        lines += manager_glue_definitions(module.top.name)
     if clone:
         for structure in namespace.all_structures():
             lines += _clone_glue(structure)
