@@ -2,6 +2,9 @@
 
 #include <cstring>
 
+#include "parser/foundation/parser_alloc_category.h"
+#include "zyra/memory.h"
+
 #include "parser/engine/structure_engine.h"
 #include "parser/engine/trigger_tree.h"
 #include "parser/file/parameter_file_symbol_table.h"
@@ -23,6 +26,37 @@ const char* TextOf(const char* pText) { return pText != nullptr ? pText : ""; }
 
 // A symbol entry's ID lies in the lower 24 bits of ModuleID where the top byte counts changes.
 constexpr uint32_t kModuleIdMask = 0xFFFFFF;
+
+// What every class's LoadModule does around `read`, which takes the module's values from its
+// found symbol entry.
+template <typename Read>
+bool LoadFromEntry(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
+                   ParameterFileSymbolTable* pTable, Read read) {
+    if (instance.Loaded) {
+        return true;
+    }
+    bool result = false;
+    {
+        ParameterFileSymbolTableEntry entry;
+        uint32_t id = module.masksModuleId ? moduleId & kModuleIdMask : moduleId;
+        if (pTable != nullptr && pTable->Find(entry, id, true)) {
+            result = read(entry, pTable->GetAlignment());
+        } else {
+            ParameterLogging::Write(
+                LoggerOf(instance.Data), ParameterLogging::Error, __FILE__, __LINE__,
+                "%s::LoadModule Failed to find module ID (%d) in Symbol Table\n",
+                module.className, static_cast<int>(moduleId));
+        }
+    }
+    ++instance.Modified;
+    instance.Loaded = true;
+    if (result) {
+        return true;
+    }
+    // Through the virtual slot, so a class that adds to unloading is heard.
+    instance.UnloadModule();
+    return false;
+}
 
 }  // namespace
 
@@ -62,33 +96,15 @@ ParameterModule* CreateModule(const ParameterModule& prototype, const ModuleDesc
 
 bool LoadModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
                 void* pTop, ParameterFileSymbolTable* pTable) {
-    if (instance.Loaded) {
-        return true;
-    }
-    bool result = false;
-    {
-        ParameterFileSymbolTableEntry entry;
-        uint32_t id = module.masksModuleId ? moduleId & kModuleIdMask : moduleId;
-        if (pTable != nullptr && pTable->Find(entry, id, true)) {
-            result = Load(*module.top, pTop, &entry, pTable->GetAlignment());
-        } else {
-            ParameterLogging::Write(
-                LoggerOf(instance.Data), ParameterLogging::Error, __FILE__, __LINE__,
-                "%s::LoadModule Failed to find module ID (%d) in Symbol Table\n",
-                module.className, static_cast<int>(moduleId));
-        }
-    }
-    ++instance.Modified;
-    instance.Loaded = true;
-    if (result) {
-        if (module.triggerTree != nullptr) {
-            UpdateTriggerTree(*module.triggerTree, pTop, LoggerOf(instance.Data));
-        }
-        return true;
-    }
-    // Through the virtual slot, so a class that adds to unloading is heard.
-    instance.UnloadModule();
-    return false;
+    return LoadFromEntry(instance, module, moduleId, pTable,
+                         [&](ParameterFileSymbolTableEntry& entry, unsigned char alignment) {
+                             const bool loaded = Load(*module.top, pTop, &entry, alignment);
+                             if (loaded && module.triggerTree != nullptr) {
+                                 UpdateTriggerTree(*module.triggerTree, pTop,
+                                                   LoggerOf(instance.Data));
+                             }
+                             return loaded;
+                         });
 }
 
 void UnloadModule(ParameterModule& instance, const ModuleDescriptor& module, void* pTop) {
@@ -120,6 +136,40 @@ void CloneModule(const ParameterModule& source, const ModuleDescriptor& module,
                  const void* pSourceTop, ParameterModule& clone, void* pCloneTop) {
     clone.Loaded = source.Loaded;
     CloneFrom(*module.top, pCloneTop, pSourceTop, LoggerOf(source.Data));
+}
+
+bool LoadRawModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
+                   uint32_t& size, uint8_t*& pBytes, ParameterFileSymbolTable* pTable) {
+    return LoadFromEntry(instance, module, moduleId, pTable,
+                         [&](ParameterFileSymbolTableEntry& entry, unsigned char) {
+                             const uint32_t length = entry.GetLength();
+                             // One byte at least, so an empty entry still reads as loaded.
+                             auto* pCopy = static_cast<uint8_t*>(
+                                 ZyraCalloc(length > 0 ? length : 1, 1, kParserAllocCategory));
+                             if (pCopy == nullptr) {
+                                 ParameterLogging::Write(
+                                     LoggerOf(instance.Data), ParameterLogging::Error, __FILE__,
+                                     __LINE__, "%s::LoadModule Failed to allocate %u bytes\n",
+                                     module.className, length);
+                                 return false;
+                             }
+                             if (length > 0) {
+                                 std::memcpy(pCopy, entry.GetData(), length);
+                             }
+                             pBytes = pCopy;
+                             size = length;
+                             return true;
+                         });
+}
+
+void UnloadRawModule(ParameterModule& instance, uint32_t& size, uint8_t*& pBytes) {
+    if (!instance.Loaded) {
+        return;
+    }
+    ZyraFree(pBytes);
+    pBytes = nullptr;
+    size = 0;
+    instance.Loaded = false;
 }
 
 const char* RegisteredName(const ModuleDescriptor& module, const char* pName) {

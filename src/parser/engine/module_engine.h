@@ -41,6 +41,12 @@ void UpdateModuleTrigger(const ParameterModule& instance, const ModuleDescriptor
 void CloneModule(const ParameterModule& source, const ModuleDescriptor& module,
                  const void* pSourceTop, ParameterModule& clone, void* pCloneTop);
 
+// The same two for an opaque class, whose top structure holds a copy of its symbol entry's
+// bytes in `pBytes` (owned) and their number in `size`.
+bool LoadRawModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
+                   uint32_t& size, uint8_t*& pBytes, ParameterFileSymbolTable* pTable);
+void UnloadRawModule(ParameterModule& instance, uint32_t& size, uint8_t*& pBytes);
+
 // The registered name whose short form is `pName`; the latest registered wins. Otherwise
 // `pName` itself.
 const char* RegisteredName(const ModuleDescriptor& module, const char* pName);

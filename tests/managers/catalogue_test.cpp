@@ -1,0 +1,172 @@
+// The four set managers against the catalogue file: every name registered by the manager of
+// its line, under its short form, with the line's version, and nothing else.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../parser/parser_messages.h"
+#include "bitml_set_manager.h"
+#include "fd_set_manager.h"
+#include "image_sensor_module_set_manager.h"
+#include "log_capture.h"
+#include "parser/setmanager/default_module.h"
+#include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_module.h"
+#include "tuning_set_manager.h"
+#include "zyra/memory.h"
+#include "zyraflindices.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+struct CatalogueLine {
+    std::string manager;
+    std::string nameSpace;
+    VersionUnion version;
+    Texts names;
+};
+
+std::vector<CatalogueLine> ReadCatalogue() {
+    std::ifstream file(ZYRA_CATALOGUE_FILE);
+    std::vector<CatalogueLine> lines;
+    std::string text;
+    while (std::getline(file, text)) {
+        std::istringstream words(text.substr(0, text.find('#')));
+        CatalogueLine line;
+        std::string version;
+        std::string top;
+        if (!(words >> line.manager >> line.nameSpace >> version >> top)) {
+            continue;
+        }
+        unsigned int major = 0;
+        unsigned int minor = 0;
+        unsigned int patch = 0;
+        EXPECT_EQ(std::sscanf(version.c_str(), "%u.%u.%u", &major, &minor, &patch), 3) << text;
+        line.version = VersionUnion(static_cast<uint16_t>(major), static_cast<uint16_t>(minor),
+                                    patch);
+        for (std::string name; words >> name;) {
+            line.names.push_back(name);
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::unique_ptr<CatalogueSetManager> Make(const std::string& manager) {
+    static const std::map<std::string, std::function<CatalogueSetManager*()>> kMakers = {
+        {"TuningSetManager", [] { return new TuningSetManager; }},
+        {"ImageSensorModuleSetManager", [] { return new ImageSensorModuleSetManager; }},
+        {"fdSetManager", [] { return new fdSetManager; }},
+        {"bitmlSetManager", [] { return new bitmlSetManager; }},
+    };
+    return std::unique_ptr<CatalogueSetManager>(kMakers.at(manager)());
+}
+
+TEST(Catalogue, EveryNameIsRegisteredByItsManagerWithTheVersionOfItsLine) {
+    const std::vector<CatalogueLine> lines = ReadCatalogue();
+    std::map<std::string, size_t> namesPerManager;
+    std::set<std::string> renumbered;
+    static const std::regex kDigits(R"(.*_(\d+)_(\d+)_(\d+))");
+    for (const CatalogueLine& line : lines) {
+        namesPerManager[line.manager] += line.names.size();
+        std::smatch digits;
+        if (std::regex_match(line.nameSpace, digits, kDigits) &&
+            line.version != VersionUnion(static_cast<uint16_t>(std::stoi(digits[1])),
+                                         static_cast<uint16_t>(std::stoi(digits[2])),
+                                         static_cast<uint32_t>(std::stoul(digits[3])))) {
+            renumbered.insert(line.nameSpace);
+        }
+    }
+    EXPECT_EQ(lines.size(), 476u);
+    EXPECT_EQ(namesPerManager, (std::map<std::string, size_t>{{"TuningSetManager", 754},
+                                                              {"ImageSensorModuleSetManager", 11},
+                                                              {"fdSetManager", 2},
+                                                              {"bitmlSetManager", 1}}));
+    EXPECT_EQ(renumbered, (std::set<std::string>{"anr_1_3_0", "anr_1_3_1", "ldc_1_0_0",
+                                                 "lsc_3_4_0", "mf_1_0_0", "swmctf_1_0_0"}));
+
+    std::map<std::string, std::unique_ptr<CatalogueSetManager>> managers;
+    for (const auto& counted : namesPerManager) {
+        managers[counted.first] = Make(counted.first);
+    }
+    for (const CatalogueLine& line : lines) {
+        for (const std::string& name : line.names) {
+            SCOPED_TRACE(line.manager + " " + name);
+            char type[ModuleData::kTypeLength + 1] = {};
+            DefaultModule* pDefault =
+                managers[line.manager]->GetDefaultModule(ModuleData::GetType(type, name.c_str()));
+            ASSERT_NE(pDefault, nullptr);
+            EXPECT_STREQ(pDefault->Prototype->Name, name.c_str());
+            EXPECT_EQ(pDefault->Prototype->Version, line.version);
+            EXPECT_EQ(pDefault->InstanceHead, nullptr);
+        }
+    }
+}
+
+TEST(Catalogue, ManagersLogTheirLifeAndRefuseUnknownTypes) {
+    zyra_test::LogCapture capture;
+    {
+        bitmlSetManager bitml;
+        fdSetManager fd;
+        char unknown[] = "abf34_ife";
+        EXPECT_EQ(bitml.GetDefaultModule(unknown), nullptr);
+        EXPECT_EQ(fd.GetDefaultModule(nullptr), nullptr);
+        // A later prototype of a Type takes the place of the earlier one.
+        char registered[] = "flIndices";
+        DefaultModule* pFirst = fd.GetDefaultModule(registered);
+        ASSERT_NE(pFirst, nullptr);
+        auto* pLater = new zyraflindices::FLIndicesTypeClass("flIndices");
+        fd.AddModule(pLater);
+        fd.AddModule(nullptr);
+        EXPECT_EQ(fd.GetDefaultModule(registered)->Prototype, pLater);
+    }
+    // The managers' own lines, without those of the base's destructor.
+    Texts messages;
+    for (const std::string& message : parser_test::ParserMessages(capture)) {
+        if (message.find("ParameterSetManager") == std::string::npos &&
+            message.find("[DEBUG] Free") == std::string::npos) {
+            messages.push_back(message);
+        }
+    }
+    EXPECT_EQ(messages,
+              (Texts{"[DEBUG] bitmlSetManager constructed: Parameter Parser V5.5.1 (2411131018)\n",
+                     "[DEBUG] fdSetManager constructed: Parameter Parser V5.5.1 (2411131018)\n",
+                     "[ERROR] Failed to find module abf34_ife in DefaultModuleMap\n",
+                     "[ERROR] Failed to find module (null) in DefaultModuleMap\n",
+                     "[DEBUG] fdSetManager deleting\n",
+                     "[DEBUG] bitmlSetManager deleting\n"}));
+}
+
+TEST(Catalogue, ConstructionOutOfMemoryThrowsAndKeepsNothing) {
+    zyra_test::LogCapture capture;
+    for (uint32_t nth = 1;; ++nth) {
+        SCOPED_TRACE(nth);
+        std::unique_ptr<fdSetManager> pManager;
+        Zyra::Memory::FailNthAllocation(nth);
+        try {
+            pManager.reset(new fdSetManager);
+        } catch (const std::bad_alloc&) {
+        }
+        Zyra::Memory::FailNthAllocation(0);
+        if (pManager != nullptr) {
+            // Once construction succeeds, it registered every name.
+            char config[] = "fdconfigdata";
+            char indices[] = "flIndices";
+            EXPECT_NE(pManager->GetDefaultModule(config), nullptr);
+            EXPECT_NE(pManager->GetDefaultModule(indices), nullptr);
+            EXPECT_GT(nth, 1u);
+            break;
+        }
+    }
+}
+
+}  // namespace
