@@ -24,6 +24,15 @@ stage() {
   report+=("$(printf '%-28s %5ds' "$name" $((SECONDS - start)))")
 }
 
+# Size of the shipped library once stripped, as a device build installs it (budget: 8 MB).
+print_stripped_size() {
+  local stripped
+  stripped=$(mktemp)
+  strip -o "$stripped" "build/$1/src/libzyrapdparser.so"
+  echo "stripped libzyrapdparser.so: $(stat -c %s "$stripped") bytes"
+  rm -f "$stripped"
+}
+
 for preset in "${presets[@]}"; do
   runner=()
   if [[ $preset == tsan ]]; then
@@ -31,6 +40,9 @@ for preset in "${presets[@]}"; do
   fi
   stage "configure ${preset}" cmake --preset "$preset"
   stage "build ${preset}" cmake --build --preset "$preset"
+  if [[ $preset == release ]]; then
+    report+=("$(print_stripped_size "$preset")")
+  fi
   stage "test ${preset}" "${runner[@]}" ctest --preset "$preset" -j2
 done
 
