@@ -55,11 +55,12 @@ function(zyra_generate_catalogue)
   cmake_parse_arguments(ARG "" "TARGET;CATALOGUE" "SCHEMAS" ${ARGN})
   set(out_dir ${CMAKE_CURRENT_BINARY_DIR}/generated)
   set(generator ${ZYRA_CODEGEN_DIR}/generate_catalogue.py)
-  # The managers' file names come from the catalogue, so a change of it configures again.
+  # The file names come from the catalogue and the schemas present, so a change of the
+  # catalogue configures again, as a new schema does through the caller's glob.
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ARG_CATALOGUE})
   execute_process(
     COMMAND ${Python3_EXECUTABLE} -B ${generator} --catalogue ${ARG_CATALOGUE}
-            --sources ${ZYRA_OPAQUE_SOURCES} --list-outputs
+            --sources ${ZYRA_OPAQUE_SOURCES} --list-outputs ${ARG_SCHEMAS}
     OUTPUT_VARIABLE names
     ERROR_VARIABLE failure
     RESULT_VARIABLE result

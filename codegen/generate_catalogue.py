@@ -4,8 +4,8 @@
 For each set manager of the catalogue it writes <manager>.h and <manager>.cpp; for each
 catalogue namespace without one of the given schema files an opaque <namespace>.h, whose
 classes are defined in catalogue_opaque_<k>.cpp (the classes spread over a fixed number of
-sources, so that adding a schema changes no list of outputs). Namespaces with a schema get
-their classes from generate.py.
+sources, so that a clean build compiles them in parallel). Namespaces with a schema get their
+classes from generate.py.
 
 Usage: generate_catalogue.py --catalogue FILE --sources N (--out DIR | --list-outputs) [SCHEMA...]
 """
@@ -22,10 +22,11 @@ from zyra_schema.emit_opaque import opaque_namespace_header, opaque_source
 from zyra_schema.parser import SchemaError
 
 
-def outputs(managers: List[str], sources: int) -> List[str]:
+def outputs(managers: List[str], opaque: List[str], sources: int) -> List[str]:
     files = []
     for manager in managers:
         files += [f"{file_stem(manager)}.h", f"{file_stem(manager)}.cpp"]
+    files += [f"{namespace}.h" for namespace in opaque]
     return files + [f"catalogue_opaque_{k}.cpp" for k in range(sources)]
 
 
@@ -55,15 +56,14 @@ def main() -> int:
         print(f"error: {error}", file=sys.stderr)
         return 1
     managers = catalogue.managers()
-    if options.list_outputs:
-        print(";".join(outputs(managers, options.sources)))
-        return 0
-
     typed = {os.path.splitext(os.path.basename(path))[0] for path in options.schemas}
     opaque: Dict[str, List[CatalogueClass]] = {}
     for entry in catalogue.classes:
         if entry.namespace not in typed:
             opaque.setdefault(entry.namespace, []).append(entry)
+    if options.list_outputs:
+        print(";".join(outputs(managers, list(opaque), options.sources)))
+        return 0
 
     os.makedirs(options.out, exist_ok=True)
     for manager in managers:
