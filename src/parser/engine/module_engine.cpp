@@ -58,6 +58,31 @@ bool LoadFromEntry(ParameterModule& instance, const ModuleDescriptor& module, ui
     return false;
 }
 
+// The bytes of `entry` into a new block that the module owns.
+bool CopyEntryBytes(const ParameterModule& instance, const ModuleDescriptor& module,
+                    const ParameterFileSymbolTableEntry& entry, uint32_t& size,
+                    uint8_t*& pBytes) {
+    const uint32_t length = entry.GetLength();
+    if (length > 0 && entry.GetData() == nullptr) {
+        return false;
+    }
+    // One byte at least, so that an empty entry still has bytes to point to.
+    auto* pCopy =
+        static_cast<uint8_t*>(ZyraCalloc(length > 0 ? length : 1, 1, kParserAllocCategory));
+    if (pCopy == nullptr) {
+        ParameterLogging::Write(LoggerOf(instance.Data), ParameterLogging::Error, __FILE__,
+                                __LINE__, "%s::LoadModule Failed to allocate %u bytes\n",
+                                module.className, length);
+        return false;
+    }
+    if (length > 0) {
+        std::memcpy(pCopy, entry.GetData(), length);
+    }
+    pBytes = pCopy;
+    size = length;
+    return true;
+}
+
 }  // namespace
 
 ParameterModule* CreateModule(const ParameterModule& prototype, const ModuleDescriptor& module,
@@ -142,23 +167,7 @@ bool LoadRawModule(ParameterModule& instance, const ModuleDescriptor& module, ui
                    uint32_t& size, uint8_t*& pBytes, ParameterFileSymbolTable* pTable) {
     return LoadFromEntry(instance, module, moduleId, pTable,
                          [&](ParameterFileSymbolTableEntry& entry, unsigned char) {
-                             const uint32_t length = entry.GetLength();
-                             // One byte at least, so an empty entry still reads as loaded.
-                             auto* pCopy = static_cast<uint8_t*>(
-                                 ZyraCalloc(length > 0 ? length : 1, 1, kParserAllocCategory));
-                             if (pCopy == nullptr) {
-                                 ParameterLogging::Write(
-                                     LoggerOf(instance.Data), ParameterLogging::Error, __FILE__,
-                                     __LINE__, "%s::LoadModule Failed to allocate %u bytes\n",
-                                     module.className, length);
-                                 return false;
-                             }
-                             if (length > 0) {
-                                 std::memcpy(pCopy, entry.GetData(), length);
-                             }
-                             pBytes = pCopy;
-                             size = length;
-                             return true;
+                             return CopyEntryBytes(instance, module, entry, size, pBytes);
                          });
 }
 

@@ -1,7 +1,6 @@
 #include "parser/managers/catalogue_set_manager.h"
 
 #include <new>
-#include <string>
 
 #include "parser/foundation/parameter_logging.h"
 #include "parser/foundation/parameter_mutex_lock.h"
