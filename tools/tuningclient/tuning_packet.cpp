@@ -4,19 +4,9 @@
 
 namespace tuningclient {
 
+using namespace DialinProtocol;
+
 namespace {
-
-constexpr size_t kHeader = 6;
-constexpr size_t kIdHeader = 10;
-
-void PutU16(std::vector<uint8_t>& bytes, size_t offset, uint16_t value) {
-    bytes[offset] = static_cast<uint8_t>(value);
-    bytes[offset + 1] = static_cast<uint8_t>(value >> 8);
-}
-
-uint16_t GetU16(const std::vector<uint8_t>& bytes, size_t offset) {
-    return static_cast<uint16_t>(bytes[offset] | (bytes[offset + 1] << 8));
-}
 
 std::vector<uint8_t> Packet(Command command, size_t headerSize, const uint8_t* pPayload,
                             size_t size) {
@@ -25,9 +15,9 @@ std::vector<uint8_t> Packet(Command command, size_t headerSize, const uint8_t* p
     if (bytes.size() > kMaxPacket) {
         return {};
     }
-    PutU16(bytes, 0, kStartTag);
-    PutU16(bytes, 2, static_cast<uint16_t>(command));
-    PutU16(bytes, 4, static_cast<uint16_t>(bytes.size()));
+    WriteU16(bytes.data() + kTagOffset, kStartTag);
+    WriteU16(bytes.data() + kCommandOffset, static_cast<uint16_t>(command));
+    WriteU16(bytes.data() + kLengthOffset, static_cast<uint16_t>(bytes.size()));
     return bytes;
 }
 
@@ -41,27 +31,28 @@ std::string TextAt(const std::vector<uint8_t>& bytes, size_t offset) {
                                                : bytes.size() - offset);
 }
 
+// Whether `response` answers `command` and is long enough for its fixed fields.
+bool Answers(const Response& response, Command command, size_t minSize) {
+    return response.command == static_cast<uint16_t>(command) && response.bytes.size() >= minSize;
+}
+
 }  // namespace
 
-bool HasId(Command command) {
-    return command == Command::Modes || command == Command::Info ||
-           command == Command::GetValues || command == Command::SetValues ||
-           command == Command::Custom;
-}
+bool HasId(Command command) { return HasRequestId(command); }
 
 std::vector<uint8_t> EncodeRequest(Command command, const std::string& payload) {
     if (payload.empty()) {
-        return Packet(command, kHeader, nullptr, 0);
+        return Packet(command, kHeaderSize, nullptr, 0);
     }
-    return Packet(command, kHeader, reinterpret_cast<const uint8_t*>(payload.c_str()),
+    return Packet(command, kHeaderSize, reinterpret_cast<const uint8_t*>(payload.c_str()),
                   payload.size() + 1);
 }
 
 std::vector<uint8_t> EncodeRequest(Command command, uint32_t id,
                                    const std::vector<uint8_t>& payload) {
-    std::vector<uint8_t> bytes = Packet(command, kIdHeader, payload.data(), payload.size());
-    for (int i = 0; i < 4; ++i) {
-        bytes[6 + i] = static_cast<uint8_t>(id >> (8 * i));
+    std::vector<uint8_t> bytes = Packet(command, kIdHeaderSize, payload.data(), payload.size());
+    if (!bytes.empty()) {
+        WriteU32(bytes.data() + kIdOffset, id);
     }
     return bytes;
 }
@@ -73,23 +64,19 @@ std::vector<uint8_t> EncodeTextRequest(Command command, uint32_t id, const std::
 }
 
 uint32_t Response::Id() const {
-    if (bytes.size() < kIdHeader) {
-        return 0;
-    }
-    return static_cast<uint32_t>(bytes[6]) | (static_cast<uint32_t>(bytes[7]) << 8) |
-           (static_cast<uint32_t>(bytes[8]) << 16) | (static_cast<uint32_t>(bytes[9]) << 24);
+    return bytes.size() < kIdHeaderSize ? 0 : ReadU32(bytes.data() + kIdOffset);
 }
 
 std::string Response::Text() const {
-    return TextAt(bytes, HasId(static_cast<Command>(command)) ? kIdHeader : kHeader);
+    return TextAt(bytes, HasId(static_cast<Command>(command)) ? kIdHeaderSize : kHeaderSize);
 }
 
 std::optional<Response> TakeResponse(std::vector<uint8_t>& stream) {
-    if (stream.size() < kHeader) {
+    if (stream.size() < kHeaderSize) {
         return std::nullopt;
     }
-    const uint16_t length = GetU16(stream, 4);
-    if (GetU16(stream, 0) != kStartTag || length < kHeader) {
+    const uint16_t length = ReadU16(stream.data() + kLengthOffset);
+    if (ReadU16(stream.data() + kTagOffset) != kStartTag || length < kHeaderSize) {
         stream.clear();
         return std::nullopt;
     }
@@ -97,34 +84,30 @@ std::optional<Response> TakeResponse(std::vector<uint8_t>& stream) {
         return std::nullopt;
     }
     Response response;
-    response.command = GetU16(stream, 2);
+    response.command = ReadU16(stream.data() + kCommandOffset);
     response.bytes.assign(stream.begin(), stream.begin() + length);
     stream.erase(stream.begin(), stream.begin() + length);
     return response;
 }
 
 std::optional<DeviceInfo> ParseDeviceInfo(const Response& response) {
-    if (response.command != static_cast<uint16_t>(Command::DeviceInfo) ||
-        response.bytes.size() < 17) {
+    if (!Answers(response, Command::DeviceInfo, kNameOffset + 1)) {
         return std::nullopt;
     }
     DeviceInfo info;
-    info.version = GetU16(response.bytes, 6);
-    for (int i = 0; i < 8; ++i) {
-        info.handle |= static_cast<uint64_t>(response.bytes[8 + i]) << (8 * i);
-    }
-    info.name = TextAt(response.bytes, 16);
+    info.version = ReadU16(response.bytes.data() + kVersionOffset);
+    info.handle = ReadU64(response.bytes.data() + kHandleOffset);
+    info.name = TextAt(response.bytes, kNameOffset);
     return info;
 }
 
 std::optional<CustomResult> ParseCustom(const Response& response) {
-    if (response.command != static_cast<uint16_t>(Command::Custom) ||
-        response.bytes.size() < 12) {
+    if (!Answers(response, Command::Custom, kCustomDataOffset)) {
         return std::nullopt;
     }
     CustomResult custom;
-    custom.result = GetU16(response.bytes, 10);
-    custom.data.assign(response.bytes.begin() + 12, response.bytes.end());
+    custom.result = ReadU16(response.bytes.data() + kResultOffset);
+    custom.data.assign(response.bytes.begin() + kCustomDataOffset, response.bytes.end());
     return custom;
 }
 

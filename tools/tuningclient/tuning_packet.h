@@ -8,22 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "parser/livetuning/dialin_protocol.h"
+
 namespace tuningclient {
 
-constexpr uint16_t kStartTag = 20803;
-constexpr size_t kMaxPacket = 65535;
-
-enum class Command : uint16_t {
-    DeviceInfo = 0,
-    ActiveModes = 1,
-    ControlValues = 2,
-    Modes = 3,
-    Info = 4,
-    GetValues = 5,
-    SetValues = 6,
-    TriggerValues = 7,
-    Custom = 8,
-};
+using Command = DialinProtocol::Command;
+using DialinProtocol::kStartTag;
+constexpr size_t kMaxPacket = DialinProtocol::kMaxSize;
 
 // Whether requests and responses of `command` carry a request ID.
 bool HasId(Command command);

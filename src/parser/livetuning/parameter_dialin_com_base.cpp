@@ -6,7 +6,7 @@
 
 #include "parser/foundation/parameter_logging.h"
 #include "parser/foundation/parameter_logging_api.h"
-#include "parser/livetuning/dialin_packet.h"
+#include "parser/livetuning/dialin_protocol.h"
 
 #define DIALIN_LOG(level, ...) \
     ParameterLogging::Write(m_pLogging, ParameterLogging::level, __FILE__, __LINE__, __VA_ARGS__)
@@ -14,7 +14,8 @@
 namespace {
 
 // Commands above the last one the worker knows are logged with their payload.
-constexpr unsigned int kLastCommand = 8;
+constexpr unsigned int kLastCommand =
+    static_cast<unsigned int>(DialinProtocol::Command::Custom);
 constexpr unsigned int kLoggedPayload = 127;
 
 bool TimedOut(int timeout, std::time_t start) {
@@ -24,7 +25,7 @@ bool TimedOut(int timeout, std::time_t start) {
 }  // namespace
 
 ParameterDialinComBase::Packet::Packet(const unsigned char* pData, unsigned int size) {
-    if (pData != nullptr && size > 0 && size < DialinPacket::kMaxSize) {
+    if (pData != nullptr && size > 0 && size < DialinProtocol::kMaxSize) {
         Data = new unsigned char[size];
         std::memcpy(Data, pData, size);
         Size = size;
@@ -32,7 +33,7 @@ ParameterDialinComBase::Packet::Packet(const unsigned char* pData, unsigned int 
 }
 
 ParameterDialinComBase::ParameterDialinComBase(IParameterLoggingAPI* pLogging)
-    : m_pLogging(pLogging), m_receiveBuffer(new unsigned char[DialinPacket::kMaxSize]) {
+    : m_pLogging(pLogging), m_receiveBuffer(new unsigned char[DialinProtocol::kMaxSize]) {
     if (pLogging == nullptr) {
         DIALIN_LOG(Error, "ParameterDialinComBase constructed with a nullptr Set Manager object");
     }
@@ -78,14 +79,14 @@ void ParameterDialinComBase::Stop() {
 unsigned int ParameterDialinComBase::TakeRequest(unsigned char* pOutput, unsigned int size,
                                                  unsigned char commandLimit) {
     const unsigned char* pHead = m_receiveBuffer.get();
-    const uint16_t tag = DialinPacket::ReadU16(pHead + DialinPacket::kTagOffset);
-    const uint16_t command = DialinPacket::ReadU16(pHead + DialinPacket::kCommandOffset);
-    const uint16_t length = DialinPacket::ReadU16(pHead + DialinPacket::kLengthOffset);
-    if (tag != DialinPacket::kStartTag) {
+    const uint16_t tag = DialinProtocol::ReadU16(pHead + DialinProtocol::kTagOffset);
+    const uint16_t command = DialinProtocol::ReadU16(pHead + DialinProtocol::kCommandOffset);
+    const uint16_t length = DialinProtocol::ReadU16(pHead + DialinProtocol::kLengthOffset);
+    if (tag != DialinProtocol::kStartTag) {
         DIALIN_LOG(Error,
                    "Dialin request missing start tag, Expected: %u, Received: %u: "
                    "0x%02x%02x%02x%02x%02x",
-                   static_cast<unsigned int>(DialinPacket::kStartTag),
+                   static_cast<unsigned int>(DialinProtocol::kStartTag),
                    static_cast<unsigned int>(tag), pHead[0], pHead[1], pHead[2], pHead[3],
                    pHead[4]);
         // Nothing in a stream without its tag can be trusted to start a packet.
@@ -110,14 +111,14 @@ unsigned int ParameterDialinComBase::TakeRequest(unsigned char* pOutput, unsigne
     m_receiveCount -= length;
     if (command > kLastCommand) {
         char payload[kLoggedPayload + 1] = "";
-        if (length > DialinPacket::kIdHeaderSize) {
+        if (length > DialinProtocol::kIdHeaderSize) {
             const unsigned int count =
-                std::min<unsigned int>(length - DialinPacket::kIdHeaderSize, kLoggedPayload);
-            std::memcpy(payload, pOutput + DialinPacket::kIdHeaderSize, count);
+                std::min<unsigned int>(length - DialinProtocol::kIdHeaderSize, kLoggedPayload);
+            std::memcpy(payload, pOutput + DialinProtocol::kIdHeaderSize, count);
             payload[count] = '\0';
         }
-        const unsigned int id = length >= DialinPacket::kIdHeaderSize
-                                    ? DialinPacket::ReadU32(pOutput + DialinPacket::kIdOffset)
+        const unsigned int id = length >= DialinProtocol::kIdHeaderSize
+                                    ? DialinProtocol::ReadU32(pOutput + DialinProtocol::kIdOffset)
                                     : 0;
         DIALIN_LOG(Debug, "Dialin recv %u bytes, Command %d, ID: %u, Payload: %s",
                    static_cast<unsigned int>(length), static_cast<int>(command), id, payload);
@@ -134,7 +135,7 @@ unsigned int ParameterDialinComBase::ReceiveDialinRequest(unsigned char* pOutput
                                                           const std::atomic<bool>& stop) {
     const std::time_t start = std::time(nullptr);
     for (;;) {
-        if (m_receiveCount >= DialinPacket::kHeaderSize) {
+        if (m_receiveCount >= DialinProtocol::kHeaderSize) {
             if (const unsigned int length = TakeRequest(pOutput, size, commandLimit)) {
                 return length;
             }
@@ -143,7 +144,7 @@ unsigned int ParameterDialinComBase::ReceiveDialinRequest(unsigned char* pOutput
             return 0;
         }
         const int count = ReadData(m_receiveBuffer.get() + m_receiveCount,
-                                   DialinPacket::kMaxSize - m_receiveCount, timeout, stop);
+                                   DialinProtocol::kMaxSize - m_receiveCount, timeout, stop);
         if (count > 0) {
             m_receiveCount += static_cast<unsigned int>(count);
         }
@@ -155,10 +156,10 @@ unsigned int ParameterDialinComBase::ReceiveDialinRequest(unsigned char* pOutput
 
 void ParameterDialinComBase::ReadWorker() {
     // The largest packet exactly fills this buffer, and then is delivered without data.
-    std::unique_ptr<unsigned char[]> request(new unsigned char[DialinPacket::kMaxSize]);
+    std::unique_ptr<unsigned char[]> request(new unsigned char[DialinProtocol::kMaxSize]);
     while (!m_stop) {
         const unsigned int length =
-            ReceiveDialinRequest(request.get(), DialinPacket::kMaxSize, kLastCommand + 1, Timeout,
+            ReceiveDialinRequest(request.get(), DialinProtocol::kMaxSize, kLastCommand + 1, Timeout,
                                  m_stop);
         if (length == 0 || m_stop) {
             continue;
@@ -226,8 +227,8 @@ void ParameterDialinComBase::WriteWorker() {
         if (packet != nullptr && packet->Size > 2) {
             const int written = WriteData(packet->Data, packet->Size);
             const int command =
-                packet->Size >= DialinPacket::kHeaderSize
-                    ? DialinPacket::ReadU16(packet->Data + DialinPacket::kCommandOffset)
+                packet->Size >= DialinProtocol::kHeaderSize
+                    ? DialinProtocol::ReadU16(packet->Data + DialinProtocol::kCommandOffset)
                     : -1;
             DIALIN_LOG(Debug, "Dialin write %d bytes, Command: %d", written, command);
         } else if (packet != nullptr) {

@@ -6,7 +6,7 @@
 
 #include "parser/foundation/parameter_logging.h"
 #include "parser/foundation/plist.h"
-#include "parser/livetuning/dialin_packet.h"
+#include "parser/livetuning/dialin_protocol.h"
 #include "parser/livetuning/dialin_request_text.h"
 #include "parser/livetuning/dialin_text_writer.h"
 #include "parser/livetuning/parameter_dialin_custom_handler.h"
@@ -18,28 +18,26 @@
 
 namespace {
 
-using namespace DialinPacket;
+using namespace DialinProtocol;
 
 constexpr unsigned int kNameSize = 240;
-constexpr unsigned int kDeviceInfoSize = 16 + kNameSize;
+constexpr unsigned int kDeviceInfoSize = kNameOffset + kNameSize;
 constexpr unsigned int kActiveModesRoom = 1018;
 constexpr unsigned int kValuesRoom = 4090;
 constexpr unsigned int kChildModesRoom = 4086;
 constexpr unsigned int kShorthandSize = 512;
 // Room for text behind the request ID in the largest packet.
 constexpr unsigned int kDataRoom = kMaxSize - kIdHeaderSize;
-constexpr unsigned int kCustomOffset = 12;
-constexpr uint16_t kCustomRoom = kMaxSize - kCustomOffset;
+constexpr uint16_t kCustomRoom = kMaxSize - kCustomDataOffset;
 constexpr unsigned int kLoggedText = 127;
 constexpr unsigned int kLoggedHexBytes = 63;
 
-void StartResponse(unsigned char* pResponse, uint16_t command) {
-    WriteU16(pResponse + kTagOffset, kStartTag);
-    WriteU16(pResponse + kCommandOffset, command);
-}
+// The number the log lines show for a command.
+int Code(Command command) { return static_cast<int>(command); }
 
-void SetLength(unsigned char* pResponse, size_t length) {
-    WriteU16(pResponse + kLengthOffset, static_cast<uint16_t>(length));
+void StartResponse(unsigned char* pResponse, Command command) {
+    WriteU16(pResponse + kTagOffset, kStartTag);
+    WriteU16(pResponse + kCommandOffset, static_cast<uint16_t>(command));
 }
 
 // A response with the request's tag, command and ID in front.
@@ -102,56 +100,73 @@ void ParameterDialinWorker::ReadWorker() {
 }
 
 void ParameterDialinWorker::HandlePacket(const ParameterDialinComBase::Packet& packet) {
-    uint16_t command = DeviceInfo;
+    Command command = Command::DeviceInfo;
     if (packet.Size < kCommandOffset + 2) {
         WORKER_LOG(Error, "Failed to read %lld bytes from binary file offset %d, length %d",
                    static_cast<long long>(kCommandOffset + 2), 0, static_cast<int>(packet.Size));
     } else {
-        command = ReadU16(packet.Data + kCommandOffset);
+        command = static_cast<Command>(ReadU16(packet.Data + kCommandOffset));
     }
     switch (command) {
-        case DeviceInfo: SendDeviceInfo(); break;
-        case ActiveModes:
-        case ControlValues:
-        case TriggerValues: SendText(command); break;
-        case Modes: SendChildModes(packet.Data, packet.Size); break;
-        case Info: SendInfo(packet.Data, packet.Size); break;
-        case GetValues: SendValues(packet.Data, packet.Size); break;
-        case SetValues: SendSetValues(packet.Data, packet.Size); break;
-        case Custom: SendCustom(packet.Data, packet.Size); break;
-        default: break;
+        case Command::DeviceInfo: SendDeviceInfo(); return;
+        case Command::ActiveModes:
+        case Command::ControlValues:
+        case Command::TriggerValues: SendText(command); return;
+        case Command::Custom: SendCustom(packet.Data, packet.Size); return;
+        case Command::Modes:
+        case Command::Info:
+        case Command::GetValues:
+        case Command::SetValues: break;
+        default: return;
     }
+    if (packet.Size <= kIdHeaderSize) {
+        return;
+    }
+    const DialinRequestText request(packet.Data + kIdHeaderSize, packet.Size - kIdHeaderSize);
+    if (command == Command::Modes) {
+        SendChildModes(packet.Data, request);
+    } else if (command == Command::Info) {
+        SendInfo(packet.Data, request);
+    } else if (command == Command::GetValues) {
+        SendValues(packet.Data, request);
+    } else {
+        SendSetValues(packet.Data, request);
+    }
+}
+
+void ParameterDialinWorker::Reply(unsigned char* pResponse, size_t length) {
+    WriteU16(pResponse + kLengthOffset, static_cast<uint16_t>(length));
+    m_com.Write(pResponse, static_cast<unsigned int>(length));
 }
 
 void ParameterDialinWorker::SendDeviceInfo() {
     unsigned char response[kDeviceInfoSize] = {};
-    StartResponse(response, DeviceInfo);
-    WriteU16(response + 6, kProtocolVersion);
+    StartResponse(response, Command::DeviceInfo);
+    WriteU16(response + kVersionOffset, kVersion);
     const auto handle = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(m_pDataAPI));
-    WriteU64(response + 8, handle);
-    char* pName = Text(response + 16);
+    WriteU64(response + kHandleOffset, handle);
+    char* pName = Text(response + kNameOffset);
     const char* pTag = m_pDataAPI->GetLoggingIdentifier();
     if (pTag != nullptr && pTag[0] != '\0') {
         std::snprintf(pName, kNameSize, "%s", pTag);
     } else {
         std::snprintf(pName, kNameSize, "0x%016" PRIx64, handle);
     }
-    SetLength(response, std::strlen(pName) + 17);
-    WORKER_LOG(Debug, "Dialin queued command: Info(%d), Version: %u.%u, Name: %s", DeviceInfo,
-               static_cast<unsigned int>(kProtocolVersion), 0u, pName);
-    m_com.Write(response, ReadU16(response + kLengthOffset));
+    WORKER_LOG(Debug, "Dialin queued command: Info(%d), Version: %u.%u, Name: %s",
+               Code(Command::DeviceInfo), static_cast<unsigned int>(kVersion), 0u, pName);
+    Reply(response, std::strlen(pName) + kNameOffset + 1);
 }
 
-void ParameterDialinWorker::SendText(uint16_t command) {
+void ParameterDialinWorker::SendText(Command command) {
     unsigned char response[kHeaderSize + kValuesRoom] = {};
     StartResponse(response, command);
     char* pText = Text(response + kHeaderSize);
     const char* pFormat = nullptr;
-    if (command == ActiveModes) {
+    if (command == Command::ActiveModes) {
         m_pDataAPI->GetActiveModes(pText, kActiveModesRoom);
         pText[kActiveModesRoom - 1] = '\0';
         pFormat = "Dialin queued command: Active Modes(%d), Version: %u.%u, Active: %s";
-    } else if (command == ControlValues) {
+    } else if (command == Command::ControlValues) {
         m_pDataAPI->GetControlValues(pText, kValuesRoom);
         pFormat = "Dialin queued command: Control Values(%d), Version: %u.%u, Name: %s";
     } else {
@@ -159,9 +174,8 @@ void ParameterDialinWorker::SendText(uint16_t command) {
         pFormat = "Dialin queued command: Trigger Values(%d), Version: %u.%u, Name: %s";
     }
     pText[kValuesRoom - 1] = '\0';
-    SetLength(response, std::strlen(pText) + kHeaderSize + 1);
-    WORKER_LOG(Debug, pFormat, command, static_cast<unsigned int>(kProtocolVersion), 0u, pText);
-    m_com.Write(response, ReadU16(response + kLengthOffset));
+    WORKER_LOG(Debug, pFormat, Code(command), static_cast<unsigned int>(kVersion), 0u, pText);
+    Reply(response, std::strlen(pText) + kHeaderSize + 1);
 }
 
 std::string ParameterDialinWorker::Shorthand(const std::string& path) {
@@ -171,11 +185,8 @@ std::string ParameterDialinWorker::Shorthand(const std::string& path) {
     return shorthand;
 }
 
-void ParameterDialinWorker::SendChildModes(const unsigned char* pRequest, unsigned int size) {
-    if (size <= kIdHeaderSize) {
-        return;
-    }
-    const DialinRequestText request(pRequest + kIdHeaderSize, size - kIdHeaderSize);
+void ParameterDialinWorker::SendChildModes(const unsigned char* pRequest,
+                                          const DialinRequestText& request) {
     unsigned char response[kIdHeaderSize + kChildModesRoom];
     std::memcpy(response, pRequest, kIdHeaderSize);
     response[kIdHeaderSize] = '\0';
@@ -183,17 +194,13 @@ void ParameterDialinWorker::SendChildModes(const unsigned char* pRequest, unsign
                                                      response + kIdHeaderSize, kChildModesRoom);
     written = written < kChildModesRoom ? written : kChildModesRoom;
     response[kIdHeaderSize + kChildModesRoom - 1] = '\0';
-    SetLength(response, written + kIdHeaderSize);
-    WORKER_LOG(Debug, "Dialin queued command: Modes(%d), ID: %u, Payload: %s...", Modes,
-               ReadU32(pRequest + kIdOffset), Text(response + kIdHeaderSize));
-    m_com.Write(response, written + kIdHeaderSize);
+    WORKER_LOG(Debug, "Dialin queued command: Modes(%d), ID: %u, Payload: %s...",
+               Code(Command::Modes), ReadU32(pRequest + kIdOffset), Text(response + kIdHeaderSize));
+    Reply(response, written + kIdHeaderSize);
 }
 
-void ParameterDialinWorker::SendInfo(const unsigned char* pRequest, unsigned int size) {
-    if (size <= kIdHeaderSize) {
-        return;
-    }
-    const DialinRequestText request(pRequest + kIdHeaderSize, size - kIdHeaderSize);
+void ParameterDialinWorker::SendInfo(const unsigned char* pRequest,
+                                          const DialinRequestText& request) {
     std::unique_ptr<unsigned char[]> response = IdResponse(pRequest, kMaxSize);
     DialinTextWriter writer(Text(response.get() + kIdHeaderSize), kDataRoom, m_pDataAPI);
     PList<ParameterParserInfo> records;
@@ -215,17 +222,13 @@ void ParameterDialinWorker::SendInfo(const unsigned char* pRequest, unsigned int
             }
         }
     }
-    SetLength(response.get(), kIdHeaderSize + writer.Length() + 1);
-    WORKER_LOG(Debug, "Dialin queued command: Info(%d), ID: %u, Payload: %s", Info,
+    WORKER_LOG(Debug, "Dialin queued command: Info(%d), ID: %u, Payload: %s", Code(Command::Info),
                ReadU32(pRequest + kIdOffset), (request.Path + ":" + request.Module).c_str());
-    m_com.Write(response.get(), ReadU16(response.get() + kLengthOffset));
+    Reply(response.get(), kIdHeaderSize + writer.Length() + 1);
 }
 
-void ParameterDialinWorker::SendValues(const unsigned char* pRequest, unsigned int size) {
-    if (size <= kIdHeaderSize) {
-        return;
-    }
-    const DialinRequestText request(pRequest + kIdHeaderSize, size - kIdHeaderSize);
+void ParameterDialinWorker::SendValues(const unsigned char* pRequest,
+                                          const DialinRequestText& request) {
     std::unique_ptr<unsigned char[]> response = IdResponse(pRequest, kMaxSize);
     char* pText = Text(response.get() + kIdHeaderSize);
     if (request.HasModule) {
@@ -236,18 +239,14 @@ void ParameterDialinWorker::SendValues(const unsigned char* pRequest, unsigned i
         }
         pText[kDataRoom - 1] = '\0';
     }
-    SetLength(response.get(), std::strlen(pText) + kIdHeaderSize + 1);
-    WORKER_LOG(Debug, "Dialin queued command: GetValues(%d), ID: %u, Payload: %s", GetValues,
-               ReadU32(pRequest + kIdOffset),
+    WORKER_LOG(Debug, "Dialin queued command: GetValues(%d), ID: %u, Payload: %s",
+               Code(Command::GetValues), ReadU32(pRequest + kIdOffset),
                (request.Path + ":" + request.Module + ":" + request.Rest).c_str());
-    m_com.Write(response.get(), ReadU16(response.get() + kLengthOffset));
+    Reply(response.get(), std::strlen(pText) + kIdHeaderSize + 1);
 }
 
-void ParameterDialinWorker::SendSetValues(const unsigned char* pRequest, unsigned int size) {
-    if (size <= kIdHeaderSize) {
-        return;
-    }
-    const DialinRequestText request(pRequest + kIdHeaderSize, size - kIdHeaderSize);
+void ParameterDialinWorker::SendSetValues(const unsigned char* pRequest,
+                                          const DialinRequestText& request) {
     std::unique_ptr<unsigned char[]> response = IdResponse(pRequest, kMaxSize);
     DialinTextWriter writer(Text(response.get() + kIdHeaderSize), kDataRoom, nullptr);
     const std::string shorthand = Shorthand(request.Path);
@@ -272,11 +271,10 @@ void ParameterDialinWorker::SendSetValues(const unsigned char* pRequest, unsigne
             writer.Append(stored.get());
         }
     }
-    SetLength(response.get(), writer.Length() + kIdHeaderSize + 1);
-    WORKER_LOG(Debug, "Dialin queued command: SetValues(%d), ID: %u, Payload: %s", SetValues,
-               ReadU32(pRequest + kIdOffset),
+    WORKER_LOG(Debug, "Dialin queued command: SetValues(%d), ID: %u, Payload: %s",
+               Code(Command::SetValues), ReadU32(pRequest + kIdOffset),
                (request.Path + ":" + request.Module + ":" + request.Rest).c_str());
-    m_com.Write(response.get(), ReadU16(response.get() + kLengthOffset));
+    Reply(response.get(), writer.Length() + kIdHeaderSize + 1);
 }
 
 void ParameterDialinWorker::SendCustom(const unsigned char* pRequest, unsigned int size) {
@@ -288,7 +286,7 @@ void ParameterDialinWorker::SendCustom(const unsigned char* pRequest, unsigned i
     uint16_t result = 0;
     if (m_customHandler != nullptr) {
         result = m_customHandler->HandleRequest(pRequest + kIdHeaderSize, size - kIdHeaderSize,
-                                                kCustomRoom, response.get() + kCustomOffset,
+                                                kCustomRoom, response.get() + kCustomDataOffset,
                                                 &length);
         length = length < kCustomRoom ? length : kCustomRoom;
     } else {
@@ -296,10 +294,9 @@ void ParameterDialinWorker::SendCustom(const unsigned char* pRequest, unsigned i
                    "Dialin queued Custom command received with no handler installed, sending "
                    "result = 0");
     }
-    WriteU16(response.get() + kIdHeaderSize, result);
-    SetLength(response.get(), length + kCustomOffset);
+    WriteU16(response.get() + kResultOffset, result);
 
-    const unsigned char* pData = response.get() + kCustomOffset;
+    const unsigned char* pData = response.get() + kCustomDataOffset;
     char logged[kLoggedText + 1] = "";
     if (IsPrintable(pData, length)) {
         const unsigned int count = length < kLoggedText ? length : kLoggedText;
@@ -310,7 +307,7 @@ void ParameterDialinWorker::SendCustom(const unsigned char* pRequest, unsigned i
             std::snprintf(logged + 2 * i, 3, "%02X", pData[i]);
         }
     }
-    WORKER_LOG(Debug, "Dialin queued command: Custom(%d), ID: %u, Payload: %s...", Custom,
-               ReadU32(pRequest + kIdOffset), logged);
-    m_com.Write(response.get(), length + kCustomOffset);
+    WORKER_LOG(Debug, "Dialin queued command: Custom(%d), ID: %u, Payload: %s...",
+               Code(Command::Custom), ReadU32(pRequest + kIdOffset), logged);
+    Reply(response.get(), length + kCustomDataOffset);
 }

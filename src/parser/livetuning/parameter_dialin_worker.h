@@ -8,27 +8,15 @@
 #include <string>
 #include <thread>
 
+#include "parser/livetuning/dialin_protocol.h"
 #include "parser/livetuning/parameter_dialin_com.h"
 
+struct DialinRequestText;
 class IParameterDataAPI;
 class ParameterDialinCustomHandler;
 
 class ParameterDialinWorker {
 public:
-    // Commands of the protocol.
-    enum Command : uint16_t {
-        DeviceInfo = 0,
-        ActiveModes = 1,
-        ControlValues = 2,
-        Modes = 3,
-        Info = 4,
-        GetValues = 5,
-        SetValues = 6,
-        TriggerValues = 7,
-        Custom = 8,
-    };
-    static constexpr uint16_t kProtocolVersion = 1;
-
     explicit ParameterDialinWorker(IParameterDataAPI* pDataAPI);
     ~ParameterDialinWorker();
     ParameterDialinWorker(const ParameterDialinWorker&) = delete;
@@ -54,12 +42,15 @@ private:
     void ReadWorker();
     void HandlePacket(const ParameterDialinComBase::Packet& packet);
     void SendDeviceInfo();
-    void SendText(uint16_t command);
-    void SendChildModes(const unsigned char* pRequest, unsigned int size);
-    void SendInfo(const unsigned char* pRequest, unsigned int size);
-    void SendValues(const unsigned char* pRequest, unsigned int size);
-    void SendSetValues(const unsigned char* pRequest, unsigned int size);
+    void SendText(DialinProtocol::Command command);
+    // The text requests, whose payload follows the request ID.
+    void SendChildModes(const unsigned char* pRequest, const DialinRequestText& request);
+    void SendInfo(const unsigned char* pRequest, const DialinRequestText& request);
+    void SendValues(const unsigned char* pRequest, const DialinRequestText& request);
+    void SendSetValues(const unsigned char* pRequest, const DialinRequestText& request);
     void SendCustom(const unsigned char* pRequest, unsigned int size);
+    // Sets the response's length and queues it.
+    void Reply(unsigned char* pResponse, size_t length);
     // The named mode path of a request as shorthand.
     std::string Shorthand(const std::string& path);
 
