@@ -52,6 +52,16 @@ uint32_t ReadWord(const unsigned char* pBase, uint32_t offset) {
     return Get<uint32_t>(pBase + offset);
 }
 
+const FieldDescriptor* FindField(const StructDescriptor& descriptor, const char* pName) {
+    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
+        const FieldDescriptor& field = descriptor.fields[i];
+        if (field.kind != FieldKind::Memory && std::strcmp(field.name, pName) == 0) {
+            return &field;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 PathStep SplitPath(const char* pPath) {
@@ -63,16 +73,6 @@ PathStep SplitPath(const char* pPath) {
     return step;
 }
 
-const FieldDescriptor* FindField(const StructDescriptor& descriptor, const char* pName) {
-    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
-        const FieldDescriptor& field = descriptor.fields[i];
-        if (field.kind != FieldKind::Memory && std::strcmp(field.name, pName) == 0) {
-            return &field;
-        }
-    }
-    return nullptr;
-}
-
 unsigned char* FieldView::At(uint32_t index) const {
     return pFirst + uint64_t{index} * ElementSize(field->element);
 }
@@ -80,6 +80,21 @@ unsigned char* FieldView::At(uint32_t index) const {
 const char* FieldView::Text() const {
     const char* pText = static_cast<const char*>(GetPointer(pFirst, 0));
     return pText != nullptr ? pText : "";
+}
+
+bool FindView(const StructDescriptor& descriptor, void* pStructure, const char* pName,
+              FieldView& view) {
+    const FieldDescriptor* pField = FindField(descriptor, pName);
+    if (pField == nullptr) {
+        return false;
+    }
+    view = ViewOf(*pField, pStructure);
+    return true;
+}
+
+void* StepInto(const FieldView& view, unsigned int index) {
+    const uint32_t element = view.isArray ? index : 0;
+    return element < view.count ? view.At(element) : nullptr;
 }
 
 FieldView ViewOf(const FieldDescriptor& field, void* pStructure) {

@@ -23,10 +23,6 @@ struct PathStep {
 // Splits the first component off `pPath`; a null path is an empty one.
 PathStep SplitPath(const char* pPath);
 
-// The field `pName` of `descriptor`, compared exactly. Words that no file holds are no fields
-// to a path. Null when there is none.
-const FieldDescriptor* FindField(const StructDescriptor& descriptor, const char* pName);
-
 // A field of one structure as reflection sees it: single, array or optional, and the elements
 // that can be reached now.
 struct FieldView {
@@ -48,6 +44,15 @@ struct FieldView {
 };
 
 FieldView ViewOf(const FieldDescriptor& field, void* pStructure);
+
+// The view of the field `pName` of `pStructure`, the name compared exactly; false when
+// `descriptor` has no such field. Words that no file holds are no fields to a path.
+bool FindView(const StructDescriptor& descriptor, void* pStructure, const char* pName,
+              FieldView& view);
+
+// The element of a structure field that a path step with `index` goes into: the single
+// element of a non-array, null when the index is out of range or the element absent.
+void* StepInto(const FieldView& view, unsigned int index);
 
 // The type word a client sees, and the decimals its values are written with.
 const char* TypeWord(const ElementType& element);

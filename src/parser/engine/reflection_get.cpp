@@ -48,12 +48,11 @@ bool GetValue(const StructDescriptor& descriptor, void* pStructure, const char* 
     if (pStructure == nullptr || pOut == nullptr) {
         return false;
     }
-    Reflection::PathStep step = Reflection::SplitPath(pPath);
-    const FieldDescriptor* pField = Reflection::FindField(descriptor, step.name);
-    if (pField == nullptr) {
+    const Reflection::PathStep step = Reflection::SplitPath(pPath);
+    FieldView view{};
+    if (!Reflection::FindView(descriptor, pStructure, step.name, view)) {
         return false;
     }
-    FieldView view = Reflection::ViewOf(*pField, pStructure);
     if (view.IsString()) {
         Zyra::OsUtils::StrLCpy(pOut, view.Text(), length);
         return true;
@@ -62,9 +61,9 @@ bool GetValue(const StructDescriptor& descriptor, void* pStructure, const char* 
         return GetNumbers(view, step.index, pOut, length);
     }
     // A whole array of structures has no text: one element is asked for at a time.
-    uint32_t element = view.isArray ? step.index : 0;
-    return element < view.count && GetValue(*view.Element().structType, view.At(element),
-                                            step.pRest, pOut, length);
+    void* pElement = Reflection::StepInto(view, step.index);
+    return pElement != nullptr &&
+           GetValue(*view.Element().structType, pElement, step.pRest, pOut, length);
 }
 
 }  // namespace ParameterEngine

@@ -56,15 +56,14 @@ bool GetInfo(const StructDescriptor& descriptor, void* pStructure, const char* p
     if (pStructure == nullptr) {
         return false;
     }
-    Reflection::PathStep step = Reflection::SplitPath(pPath);
+    const Reflection::PathStep step = Reflection::SplitPath(pPath);
     if (step.name[0] == '\0') {
         return ListStructure(descriptor, pStructure, info);
     }
-    const FieldDescriptor* pField = Reflection::FindField(descriptor, step.name);
-    if (pField == nullptr) {
+    FieldView view{};
+    if (!Reflection::FindView(descriptor, pStructure, step.name, view)) {
         return false;
     }
-    FieldView view = Reflection::ViewOf(*pField, pStructure);
     if (view.IsString() || view.Element().kind != ElementKind::Struct) {
         // An array's size comes from its parent's list; its elements are not described.
         if (view.isArray) {
@@ -73,9 +72,8 @@ bool GetInfo(const StructDescriptor& descriptor, void* pStructure, const char* p
         Append(info, Record(view, nullptr));
         return true;
     }
-    uint32_t element = view.isArray ? step.index : 0;
-    if (element < view.count) {
-        return GetInfo(*view.Element().structType, view.At(element), step.pRest, info);
+    if (void* pElement = Reflection::StepInto(view, step.index)) {
+        return GetInfo(*view.Element().structType, pElement, step.pRest, info);
     }
     // An index out of range, or an optional element that is absent: its shape alone.
     Append(info, Record(view, nullptr));

@@ -57,21 +57,20 @@ bool SetValue(const StructDescriptor& descriptor, void* pStructure, const char* 
     if (pStructure == nullptr || pValue == nullptr) {
         return false;
     }
-    Reflection::PathStep step = Reflection::SplitPath(pPath);
-    const FieldDescriptor* pField = Reflection::FindField(descriptor, step.name);
-    if (pField == nullptr) {
+    const Reflection::PathStep step = Reflection::SplitPath(pPath);
+    FieldView view{};
+    if (!Reflection::FindView(descriptor, pStructure, step.name, view)) {
         return false;
     }
-    FieldView view = Reflection::ViewOf(*pField, pStructure);
     if (view.IsString()) {
         return false;  // texts belong to the binary and are never replaced
     }
     if (view.Element().kind != ElementKind::Struct) {
         return SetNumbers(view, step.index, pValue);
     }
-    uint32_t element = view.isArray ? step.index : 0;
-    return element < view.count && SetValue(*view.Element().structType, view.At(element),
-                                            step.pRest, pValue);
+    void* pElement = Reflection::StepInto(view, step.index);
+    return pElement != nullptr &&
+           SetValue(*view.Element().structType, pElement, step.pRest, pValue);
 }
 
 bool SetModuleValue(ParameterModule& instance, const StructDescriptor& top, void* pTop,
