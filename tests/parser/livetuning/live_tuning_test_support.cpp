@@ -18,21 +18,8 @@ namespace {
 const VersionUnion kVersion{1, 0, 0};
 const char* const kModuleNames[] = {"lens", "awb"};
 
-std::vector<uint8_t> ValueBytes(uint32_t value) {
-    std::vector<uint8_t> bytes(8, 0);
-    for (int i = 0; i < 4; ++i) {
-        bytes[i] = static_cast<uint8_t>(value >> (8 * i));
-    }
-    return bytes;
-}
-
-binwriter::ModeRecord Mode(uint16_t mode, uint16_t subMode, std::optional<uint32_t> parent) {
-    binwriter::ModeRecord record;
-    record.mode = mode;
-    record.subMode = subMode;
-    record.parent = parent;
-    return record;
-}
+using setmanager_test::Record;
+using setmanager_test::ValueBytes;
 
 }  // namespace
 
@@ -123,8 +110,8 @@ bool TuningTestModule::GetInfo(const char* pPath, PList<ParameterParserInfo>& in
 }
 
 TuningTestSetManager::TuningTestSetManager() {
-    m_maxActiveModes = 17;
-    m_onDemand = true;
+    SetMaxActiveModes(17);
+    SetOnDemand(true);
     for (const char* pName : kModuleNames) {
         auto* pPrototype = new TuningTestModule(pName, kVersion, nullptr);
         m_defaultModules[pPrototype->Type] = ParserNew<DefaultModule>(pPrototype);
@@ -132,24 +119,12 @@ TuningTestSetManager::TuningTestSetManager() {
     CreateDialinWorker();
 }
 
-TuningTestSetManager::~TuningTestSetManager() {
-    for (auto& entry : m_defaultModules) {
-        ParserDelete(entry.second);
-    }
-    m_defaultModules.clear();
-}
-
-DefaultModule* TuningTestSetManager::GetDefaultModule(char* pType) {
-    auto found = m_defaultModules.find(pType != nullptr ? pType : "");
-    return found != m_defaultModules.end() ? found->second : nullptr;
-}
-
 bool TuningTestSetManager::LoadTestBinary(const std::string& binaryTag) {
     binwriter::TuningBinaryBuilder builder({5, 0, 0});
     builder.SetBinaryTag(binaryTag);
-    builder.AddMode(Mode(0, 0, std::nullopt));
-    builder.AddMode(Mode(2, 0, 0));
-    builder.AddMode(Mode(2, 1, 0));
+    builder.AddMode(Record(0, 0));
+    builder.AddMode(Record(2, 0, 0));
+    builder.AddMode(Record(2, 1, 0));
     builder.AddModule("lens", {1, 0, 0}, 0, ValueBytes(11));
     builder.AddModule("lens", {1, 0, 0}, 1, ValueBytes(22));
     builder.AddModule("awb", {1, 0, 0}, 0, ValueBytes(33));

@@ -6,11 +6,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "../setmanager/set_manager_test_support.h"
 #include "parser/livetuning/parameter_dialin_worker.h"
 #include "parser/setmanager/parameter_module.h"
-#include "parser/setmanager/parameter_set_manager.h"
 #include "temp_dir.h"
 #include "tuningclient/tuning_client.h"
 
@@ -41,16 +40,12 @@ private:
 // Modes Default, Usecase.Preview and Usecase.Snapshot below it; module "lens" in Default
 // (gain 11) and in Preview (gain 22), "awb" in Default only (gain 33). The binary is loaded
 // from a file, on demand.
-class TuningTestSetManager : public ParameterSetManager {
+class TuningTestSetManager : public setmanager_test::TestSetManager {
 public:
     TuningTestSetManager();
-    ~TuningTestSetManager() override;
-
-    DefaultModule* GetDefaultModule(char* pType) override;
-    void SaveAndClearModules() override { SaveAndClearDefaultModules(); }
 
     ParameterDialinWorker* Worker() { return m_dialinWorker; }
-    void SetLoggingEnabled(bool enabled) { m_logErrors = m_logWarnings = m_logDebug = enabled; }
+    void SetLoggingEnabled(bool enabled) { SetLogging(enabled, enabled, enabled); }
     void SetDialinEnabled(bool enabled) { m_dialinEnabled = enabled; }
     bool LoadTestBinary(const std::string& binaryTag);
 
