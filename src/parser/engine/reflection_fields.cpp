@@ -82,10 +82,11 @@ const char* FieldView::Text() const {
     return pText != nullptr ? pText : "";
 }
 
-bool FindView(const StructDescriptor& descriptor, void* pStructure, const char* pName,
-              FieldView& view) {
-    const FieldDescriptor* pField = FindField(descriptor, pName);
-    if (pField == nullptr) {
+bool ViewStep(const StructDescriptor& descriptor, void* pStructure, const char* pPath,
+              PathStep& step, FieldView& view) {
+    step = SplitPath(pPath);
+    const FieldDescriptor* pField = FindField(descriptor, step.name);
+    if (pStructure == nullptr || pField == nullptr) {
         return false;
     }
     view = ViewOf(*pField, pStructure);

@@ -45,10 +45,11 @@ struct FieldView {
 
 FieldView ViewOf(const FieldDescriptor& field, void* pStructure);
 
-// The view of the field `pName` of `pStructure`, the name compared exactly; false when
-// `descriptor` has no such field. Words that no file holds are no fields to a path.
-bool FindView(const StructDescriptor& descriptor, void* pStructure, const char* pName,
-              FieldView& view);
+// Splits the first step off `pPath` and views the field it names in `pStructure`, the name
+// compared exactly. False when the structure is null or `descriptor` has no such field; words
+// that no file holds are no fields to a path. `step` is set in any case.
+bool ViewStep(const StructDescriptor& descriptor, void* pStructure, const char* pPath,
+              PathStep& step, FieldView& view);
 
 // The element of a structure field that a path step with `index` goes into: the single
 // element of a non-array, null when the index is out of range or the element absent.

@@ -45,12 +45,9 @@ bool GetNumbers(const FieldView& view, unsigned int index, char* pOut, unsigned 
 
 bool GetValue(const StructDescriptor& descriptor, void* pStructure, const char* pPath,
               char* pOut, unsigned int length) {
-    if (pStructure == nullptr || pOut == nullptr) {
-        return false;
-    }
-    const Reflection::PathStep step = Reflection::SplitPath(pPath);
+    Reflection::PathStep step{};
     FieldView view{};
-    if (!Reflection::FindView(descriptor, pStructure, step.name, view)) {
+    if (pOut == nullptr || !Reflection::ViewStep(descriptor, pStructure, pPath, step, view)) {
         return false;
     }
     if (view.IsString()) {

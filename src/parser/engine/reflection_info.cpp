@@ -53,16 +53,12 @@ bool ListStructure(const StructDescriptor& descriptor, void* pStructure,
 
 bool GetInfo(const StructDescriptor& descriptor, void* pStructure, const char* pPath,
              PList<ParameterParserInfo>& info) {
-    if (pStructure == nullptr) {
-        return false;
-    }
-    const Reflection::PathStep step = Reflection::SplitPath(pPath);
-    if (step.name[0] == '\0') {
-        return ListStructure(descriptor, pStructure, info);
-    }
+    Reflection::PathStep step{};
     FieldView view{};
-    if (!Reflection::FindView(descriptor, pStructure, step.name, view)) {
-        return false;
+    if (!Reflection::ViewStep(descriptor, pStructure, pPath, step, view)) {
+        // An empty path lists the structure itself.
+        return pStructure != nullptr && step.name[0] == '\0' &&
+               ListStructure(descriptor, pStructure, info);
     }
     if (view.IsString() || view.Element().kind != ElementKind::Struct) {
         // An array's size comes from its parent's list; its elements are not described.

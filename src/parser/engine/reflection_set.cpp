@@ -54,12 +54,9 @@ constexpr uint32_t kEntryIdMask = 0xFFFFFF;
 
 bool SetValue(const StructDescriptor& descriptor, void* pStructure, const char* pPath,
               const char* pValue) {
-    if (pStructure == nullptr || pValue == nullptr) {
-        return false;
-    }
-    const Reflection::PathStep step = Reflection::SplitPath(pPath);
+    Reflection::PathStep step{};
     FieldView view{};
-    if (!Reflection::FindView(descriptor, pStructure, step.name, view)) {
+    if (pValue == nullptr || !Reflection::ViewStep(descriptor, pStructure, pPath, step, view)) {
         return false;
     }
     if (view.IsString()) {
