@@ -15,8 +15,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 void BM_GetValuesArray(benchmark::State& state) {
-    livetuning_test::Served served;
-    served.manager->SetLoggingEnabled(false);
+    livetuning_test::Served served("lab unit 7", false);
     std::vector<double> roundTrips;
     for (auto _ : state) {
         const Clock::time_point start = Clock::now();
@@ -33,8 +32,7 @@ void BM_GetValuesArray(benchmark::State& state) {
 BENCHMARK(BM_GetValuesArray)->UseRealTime();
 
 void BM_SetValuesScalar1000(benchmark::State& state) {
-    livetuning_test::Served served;
-    served.manager->SetLoggingEnabled(false);
+    livetuning_test::Served served("lab unit 7", false);
     for (auto _ : state) {
         for (int i = 0; i < 1000; ++i) {
             const std::string assignment = "gain=" + std::to_string(i);

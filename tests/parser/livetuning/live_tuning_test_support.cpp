@@ -134,7 +134,8 @@ bool TuningTestSetManager::LoadTestBinary(const std::string& binaryTag) {
     return LoadBinaryParameters(path.c_str());
 }
 
-Served::Served(const std::string& binaryTag) : manager(new TuningTestSetManager) {
+Served::Served(const std::string& binaryTag, bool logging) : manager(new TuningTestSetManager) {
+    manager->SetLogging(logging, logging, logging);
     if (manager->LoadTestBinary(binaryTag)) {
         client.Connect("127.0.0.1", manager->Worker()->Port());
     }

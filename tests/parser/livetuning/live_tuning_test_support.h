@@ -45,7 +45,6 @@ public:
     TuningTestSetManager();
 
     ParameterDialinWorker* Worker() { return m_dialinWorker; }
-    void SetLoggingEnabled(bool enabled) { SetLogging(enabled, enabled, enabled); }
     void SetDialinEnabled(bool enabled) { m_dialinEnabled = enabled; }
     bool LoadTestBinary(const std::string& binaryTag);
 
@@ -53,9 +52,10 @@ private:
     zyra_test::TempDir m_directory;
 };
 
-// A loaded set manager whose worker runs, and a client connected to it.
+// A loaded set manager whose worker runs, and a client connected to it. Logging is chosen
+// before the worker's threads start, which read it without a lock.
 struct Served {
-    explicit Served(const std::string& binaryTag = "lab unit 7");
+    explicit Served(const std::string& binaryTag = "lab unit 7", bool logging = true);
     ~Served();
 
     std::unique_ptr<TuningTestSetManager> manager;

@@ -110,8 +110,7 @@ int Drain(tuningclient::TuningClient& client) {
 }
 
 TEST(LiveTuningRobustness, RandomAndMutatedRequestsLeaveTheWorkerAnswering) {
-    Served served;
-    served.manager->SetLoggingEnabled(false);
+    Served served("lab unit 7", false);
     tuningclient::TuningClient& client = served.client;
     RequestSource source;
     int answered = 0;
