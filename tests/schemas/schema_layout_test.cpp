@@ -1,12 +1,13 @@
-// The autofocus, PD and exposure modules against the layouts they are tuned by: how many
-// structures and fields each one reaches, and a load of every field of each written by the
-// writer.
+// The typed modules of the library against the layouts they are tuned by: how many structures
+// and fields each one reaches, the shapes a few of them must keep, and a load of every field
+// written by the writer.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
 #include <vector>
 
+#include "../engine/descriptor_values.h"
 #include "../engine/loaded_binary.h"
 #include "aecxdbconvbase.h"
 #include "aecxtouch.h"
@@ -14,17 +15,29 @@
 #include "afcglobalelements.h"
 #include "afpdafelements.h"
 #include "afpdlibelements.h"
-#include "layout_values.h"
+#include "eis_1_6_0.h"
 #include "log_capture.h"
+#include "modtemporalawbv1.h"
 #include "statsnnpdnet.h"
+#include "versions00004_1_0_0.h"
+#include "versions00011_1_0_0.h"
+#include "versions00013_1_0_0.h"
+#include "versions00018_1_0_0.h"
+#include "versions00019_1_0_0.h"
+#include "versions690_1_0_0.h"
+#include "versions780_1_0_0.h"
+#include "versions880_1_0_0.h"
 
 namespace schema_test {
 namespace {
 
+using ParameterEngine::ElementKind;
+using ParameterEngine::FieldDescriptor;
+using ParameterEngine::FieldKind;
 using ParameterEngine::ModuleDescriptor;
 using ParameterEngine::StructDescriptor;
 
-// Every structure that `type` reaches, itself included, each once.
+// Every structure that `type` reaches, itself included, each once by name.
 void Reach(const StructDescriptor& type, std::map<std::string, const StructDescriptor*>& seen) {
     if (!seen.emplace(type.name, &type).second) {
         return;
@@ -44,22 +57,51 @@ struct Layout {
     std::map<std::string, uint32_t> fieldsOf;
 };
 
-const std::vector<Layout> kLayouts{
-    {&afpdlibelements::lumatropePDLibTypeClass::Descriptor(), 42, 213,
-     {{"lumatropePDLibType", 30}, {"lumatropeTuningHardwareGeometry", 12},
-      {"statsExtensionParamType", 4}}},
-    {&statsnnpdnet::lumatropeStatsNNPDNetTypeClass::Descriptor(), 21, 68,
-     {{"lumatropeStatsNNPDNetType", 15}}},
-    {&afpdafelements::lumatropePDAFTypeClass::Descriptor(), 77, 271,
-     {{"lumatropePDAFType", 36}, {"confidenceSensitivityModifierArr", 7}}},
-    {&afalgotuningelements::lumatropeAFAlgoTuningTypeClass::Descriptor(), 80, 380,
-     {{"lumatropeAFAlgoTuningType::spotlightDetectionStruct", 32}}},
-    {&aecxdbconvbase::AECXDBConvBaseTypeClass::Descriptor(), 13, 37, {{"AECXDBConvBaseType", 4}}},
-    {&aecxtouch::AECXTouchTypeClass::Descriptor(), 3, 6, {{"AECXTouchType", 2}}},
-};
+// A module that holds only a schema version: an empty enable section, the two version
+// sections and a reserve of one string.
+Layout VersionsOnly(const ModuleDescriptor& module, const std::string& reserve) {
+    std::string top = module.top->name;
+    return {&module, 5, 9, {{top, 4}, {top + "::enable_sectionStruct", 0}, {reserve, 1}}};
+}
 
 TEST(SchemaLayout, ModulesReachTheirStructuresAndFields) {
-    for (const Layout& layout : kLayouts) {
+    const std::vector<Layout> layouts{
+        {&afpdlibelements::lumatropePDLibTypeClass::Descriptor(), 42, 213,
+         {{"lumatropePDLibType", 30}, {"lumatropeTuningHardwareGeometry", 12},
+          {"statsExtensionParamType", 4}}},
+        {&statsnnpdnet::lumatropeStatsNNPDNetTypeClass::Descriptor(), 21, 68,
+         {{"lumatropeStatsNNPDNetType", 15}}},
+        {&afpdafelements::lumatropePDAFTypeClass::Descriptor(), 77, 271,
+         {{"lumatropePDAFType", 36}, {"confidenceSensitivityModifierArr", 7}}},
+        {&afalgotuningelements::lumatropeAFAlgoTuningTypeClass::Descriptor(), 80, 380,
+         {{"lumatropeAFAlgoTuningType::spotlightDetectionStruct", 32}}},
+        {&aecxdbconvbase::AECXDBConvBaseTypeClass::Descriptor(), 13, 37,
+         {{"AECXDBConvBaseType", 4}}},
+        {&aecxtouch::AECXTouchTypeClass::Descriptor(), 3, 6, {{"AECXTouchType", 2}}},
+        {&modtemporalawbv1::lumatropeTemporalAWBV1TypeClass::Descriptor(), 42, 128,
+         {{"lumatropeTemporalAWBV1Type", 4}, {"Gyro2DOrientationConfigType", 9},
+          {"SCDetectorConfigType", 10}, {"awbWeightLUTLevel1Type", 2},
+          {"SenorRefreshConfigType", 2}}},
+        {&eis_1_6_0::lumatrope_eis16TypeClass::Descriptor(), 42, 219,
+         {{"lumatrope_eis16_reserveType", 11}, {"lumatrope_eis16_reserveType::topStruct", 52}}},
+        VersionsOnly(versions00004_1_0_0::lumatrope_versions00004TypeClass::Descriptor(),
+                     "lumatrope_versions00004_reserveType"),
+        VersionsOnly(versions00011_1_0_0::lumatrope_versions00011TypeClass::Descriptor(),
+                     "lumatrope_versions00011_reserveType"),
+        VersionsOnly(versions00013_1_0_0::lumatrope_versions00013TypeClass::Descriptor(),
+                     "lumatrope_versions00013_reserveType"),
+        VersionsOnly(versions00018_1_0_0::lumatrope_versions00018TypeClass::Descriptor(),
+                     "lumatrope_versions00018_reserveType"),
+        VersionsOnly(versions00019_1_0_0::lumatrope_versions00019TypeClass::Descriptor(),
+                     "lumatrope_versions00019_reserveType"),
+        VersionsOnly(versions690_1_0_0::lumatrope_versions690TypeClass::Descriptor(),
+                     "lumatrope_versions690_reserveType"),
+        VersionsOnly(versions780_1_0_0::lumatrope_versions780TypeClass::Descriptor(),
+                     "lumatrope_versions780_reserveType"),
+        VersionsOnly(versions880_1_0_0::lumatrope_versions880TypeClass::Descriptor(),
+                     "lumatrope_versions880_reserveType"),
+    };
+    for (const Layout& layout : layouts) {
         SCOPED_TRACE(layout.module->className);
         std::map<std::string, const StructDescriptor*> seen;
         Reach(*layout.module->top, seen);
@@ -77,8 +119,18 @@ TEST(SchemaLayout, ModulesReachTheirStructuresAndFields) {
     }
 }
 
-// The shared trigger chains of the contrast modules: three levels above each payload.
-TEST(SchemaLayout, SharedTriggerChainsNestThreeLevels) {
+// A `_tab` wrapper: one structure holding one block of scalars.
+bool IsTable(const FieldDescriptor& field) {
+    const StructDescriptor* pTab = field.element.structType;
+    return pTab != nullptr && pTab->fieldCount == 1 &&
+           pTab->fields[0].kind == FieldKind::ScalarBlock &&
+           std::string(field.name) == std::string(pTab->fields[0].name) + "_tab";
+}
+
+// The shared trigger chains of the contrast modules nest three levels above each payload;
+// stabilisation has no triggers: each of its reserve sections is one flat record of scalars
+// and scalar tables, with nothing counted or optional.
+TEST(SchemaLayout, TriggerChainsAndFlatRecordsKeepTheirShape) {
     const StructDescriptor* pLevel = &afcglobalelements::kStruct_AFCTriggerFloatType;
     std::vector<std::string> chain;
     while (pLevel != nullptr && pLevel->fieldCount == 2) {
@@ -89,20 +141,36 @@ TEST(SchemaLayout, SharedTriggerChainsNestThreeLevels) {
     EXPECT_EQ(chain, (std::vector<std::string>{"AFCTriggerFloatType", "AFCFloatLevel1Type",
                                                "AFCFloatLevel2Type", "AFCFloatLevel3Type"}));
     EXPECT_STREQ(pLevel->name, "AFCFloatDataType");
+
+    const StructDescriptor& top = *eis_1_6_0::lumatrope_eis16TypeClass::Descriptor().top;
+    const StructDescriptor& reserve = *top.fields[2].element.structType;
+    ASSERT_STREQ(reserve.name, "lumatrope_eis16_reserveType");
+    for (uint32_t i = 0; i < reserve.fieldCount; ++i) {
+        const StructDescriptor& section = *reserve.fields[i].element.structType;
+        SCOPED_TRACE(section.name);
+        for (uint32_t j = 0; j < section.fieldCount; ++j) {
+            const FieldDescriptor& field = section.fields[j];
+            bool scalar = field.element.kind == ElementKind::Scalar &&
+                          (field.kind == FieldKind::Inline || field.kind == FieldKind::ScalarBlock);
+            EXPECT_TRUE(scalar || (field.kind == FieldKind::Inline && IsTable(field)))
+                << field.name;
+        }
+    }
 }
 
+// Writes one value into every member, loads it at `alignment` and compares, then unloads:
+// the sanitizers see whether everything went back.
 template <typename Class, typename Top>
 void RoundTrip(unsigned int alignment) {
     const ModuleDescriptor& module = Class::Descriptor();
     SCOPED_TRACE(module.className);
     zyra_test::LogCapture capture;
     binwriter::TuningBinaryBuilder builder(engine_test::FormatWithAlignment(alignment));
-    std::vector<uint8_t> top = WriteValues(builder, *module.top);
+    std::vector<uint8_t> top = engine_test::DescriptorWriter(builder).Write(*module.top);
     // The binary names a module by its short form, without the family prefix.
     char type[ModuleData::kTypeLength + 1] = {};
     uint32_t id = builder.AddModule(ModuleData::GetType(type, module.names[0]),
-                                    binwriter::Version{module.major, module.minor, module.patch},
-                                    0, top);
+                                    {module.major, module.minor, module.patch}, 0, top);
     engine_test::LoadedBinaryOf<Class> binary(builder, module.names[0]);
     ASSERT_TRUE(binary.Loaded());
     Class* pModule = binary.Create(id);
@@ -110,16 +178,21 @@ void RoundTrip(unsigned int alignment) {
     ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
     EXPECT_EQ(engine_test::Errors(capture), engine_test::Messages{});
     // The tables' offsets lie within the plain top structure, which the class holds second.
-    ExpectValues(*module.top, static_cast<const Top*>(pModule));
+    EXPECT_EQ(engine_test::DescriptorChecker().Check(*module.top, static_cast<const Top*>(pModule)),
+              "");
     pModule->UnloadModule();
 }
 
-// The large modules at the wide alignment, the small ones packed.
+// The large modules at the wide alignment; the small ones and the large flat tables of
+// stabilisation packed.
 TEST(SchemaLayout, EveryFieldRoundTrips) {
     namespace algo = afalgotuningelements;
+    namespace awb = modtemporalawbv1;
+    namespace eis = eis_1_6_0;
+    namespace net = statsnnpdnet;
     namespace pdaf = afpdafelements;
     namespace pdlib = afpdlibelements;
-    namespace net = statsnnpdnet;
+    namespace versions = versions880_1_0_0;
     RoundTrip<algo::lumatropeAFAlgoTuningTypeClass, algo::lumatropeAFAlgoTuningType>(8);
     RoundTrip<pdaf::lumatropePDAFTypeClass, pdaf::lumatropePDAFType>(8);
     RoundTrip<pdlib::lumatropePDLibTypeClass, pdlib::lumatropePDLibType>(8);
@@ -127,6 +200,9 @@ TEST(SchemaLayout, EveryFieldRoundTrips) {
     // Counted arrays three levels deep, and a counted array of enums.
     RoundTrip<aecxdbconvbase::AECXDBConvBaseTypeClass, aecxdbconvbase::AECXDBConvBaseType>(1);
     RoundTrip<aecxtouch::AECXTouchTypeClass, aecxtouch::AECXTouchType>(8);
+    RoundTrip<awb::lumatropeTemporalAWBV1TypeClass, awb::lumatropeTemporalAWBV1Type>(8);
+    RoundTrip<eis::lumatrope_eis16TypeClass, eis::lumatrope_eis16Type>(1);
+    RoundTrip<versions::lumatrope_versions880TypeClass, versions::lumatrope_versions880Type>(8);
 }
 
 }  // namespace
