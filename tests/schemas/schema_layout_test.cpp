@@ -9,6 +9,9 @@
 
 #include "../engine/descriptor_values.h"
 #include "../engine/loaded_binary.h"
+#include "Zyra.h"
+#include "abf_4_0_1.h"
+#include "aecxconvergence.h"
 #include "aecxdbconvbase.h"
 #include "aecxtouch.h"
 #include "afalgotuningelements.h"
@@ -16,6 +19,7 @@
 #include "afpdafelements.h"
 #include "afpdlibelements.h"
 #include "eis_1_6_0.h"
+#include "gamma_1_6_1.h"
 #include "log_capture.h"
 #include "modtemporalawbv1.h"
 #include "statsnnpdnet.h"
@@ -84,6 +88,19 @@ TEST(SchemaLayout, ModulesReachTheirStructuresAndFields) {
           {"SenorRefreshConfigType", 2}}},
         {&eis_1_6_0::lumatrope_eis16TypeClass::Descriptor(), 42, 219,
          {{"lumatrope_eis16_reserveType", 11}, {"lumatrope_eis16_reserveType::topStruct", 52}}},
+        {&abf_4_0_1::lumatrope_abf40TypeClass::Descriptor(), 28, 83, {}},
+        {&aecxconvergence::AECXConvergenceTypeClass::Descriptor(), 6, 29,
+         {{"AECXConvergenceType", 8}, {"SmartADRCType", 9}}},
+        {&gamma_1_6_1::lumatrope_gamma16TypeClass::Descriptor(), 13, 28, {}},
+        {&Zyra::ActuatorDriverDataClass::Descriptor(), 17, 62, {}},
+        {&Zyra::EEbinDriverClass::Descriptor(), 10, 36, {}},
+        {&Zyra::EEPROMDriverDataClass::Descriptor(), 35, 264, {}},
+        {&Zyra::FlashDriverDataClass::Descriptor(), 10, 41, {}},
+        {&Zyra::CameraModuleDataClass::Descriptor(), 8, 56, {}},
+        {&Zyra::OISDriverDataClass::Descriptor(), 13, 74, {}},
+        {&Zyra::PDAFConfigurationDataClass::Descriptor(), 10, 47, {}},
+        {&Zyra::SensorDriverDataClass::Descriptor(), 43, 299, {}},
+        {&Zyra::SensorBinSocIdMapClass::Descriptor(), 3, 7, {}},
         VersionsOnly(versions00004_1_0_0::lumatrope_versions00004TypeClass::Descriptor(),
                      "lumatrope_versions00004_reserveType"),
         VersionsOnly(versions00011_1_0_0::lumatrope_versions00011TypeClass::Descriptor(),
