@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Builds the release preset and runs the command-line tool.
+# Builds the release preset with the tool and its bundled sample, shows the sample, and reads
+# one value from it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake --preset release >/dev/null
-cmake --build --preset release --target zyratune
-./build/release/tools/zyratune/zyratune
+cmake --build --preset release --target zyratune zyratune_sample
+tool=./build/release/tools/zyratune/zyratune
+"$tool" inspect
+"$tool" get ./build/release/tools/zyratune/sample.bin 'Default|Usecase.Snapshot' flashDriverData.u16Value

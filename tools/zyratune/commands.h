@@ -1,0 +1,21 @@
+// The subcommands. Each writes its result to `out` and returns the exit code; bad input
+// throws ToolError.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace zyratune {
+
+int Inspect(const std::string& file, std::ostream& out);
+int Get(const std::string& file, const std::string& modePath, const std::string& spec,
+        const std::string& names, std::ostream& out);
+int Info(const std::string& file, const std::string& modePath, const std::string& spec,
+         std::ostream& out);
+int Dump(const std::string& file, bool asJson, std::ostream& out);
+int Build(const std::string& input, const std::string& output, std::ostream& out);
+int Serve(const std::string& file, std::ostream& out);
+int Tune(const std::string& target, const std::vector<std::string>& command, std::ostream& out);
+
+}  // namespace zyratune

@@ -1,0 +1,47 @@
+#include "mode_walk.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/parameter_module.h"
+
+namespace zyratune {
+
+void ForEachMode(ModeEntry* pRoot, const std::function<void(ModeEntry&, unsigned int)>& visit) {
+    // An explicit stack: a binary may nest its modes as deep as it likes.
+    std::vector<std::pair<ModeEntry*, unsigned int>> pending;
+    if (pRoot != nullptr) {
+        pending.emplace_back(pRoot, 0);
+    }
+    while (!pending.empty()) {
+        auto [pMode, depth] = pending.back();
+        pending.pop_back();
+        visit(*pMode, depth);
+        std::vector<ModeEntry*> children;
+        for (ModeEntry* pChild = pMode->FirstChild; pChild != nullptr;
+             pChild = pChild->NextSibling) {
+            children.push_back(pChild);
+        }
+        for (auto it = children.rbegin(); it != children.rend(); ++it) {
+            pending.emplace_back(*it, depth + 1);
+        }
+    }
+}
+
+std::vector<ParameterModule*> LocalModules(ModeEntry& mode) {
+    std::vector<ParameterModule*> modules;
+    for (auto& [name, reference] : mode.Modules) {
+        // A module whose values equal an earlier one's is that very instance.
+        if (reference.Module != nullptr) {
+            modules.push_back(reference.Module);
+        }
+    }
+    std::sort(modules.begin(), modules.end(), [](ParameterModule* a, ParameterModule* b) {
+        return std::strcmp(a->Name, b->Name) < 0;
+    });
+    return modules;
+}
+
+}  // namespace zyratune

@@ -1,0 +1,50 @@
+// A tuning binary read into memory and loaded by the set manager that knows its modules.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "parser/setmanager/parameter_set_manager.h"
+
+class ModeEntry;
+
+namespace zyratune {
+
+// Set managers as the tool runs them: the library's logging is quiet (the tool reports the
+// error text itself), and a live tuning worker can be asked for.
+class ToolSetManager {
+public:
+    virtual ~ToolSetManager() = default;
+    virtual ParameterSetManager& Manager() = 0;
+    virtual bool EnableLiveTuning() = 0;
+    // The port of the running live tuning server, 0 when none runs.
+    virtual unsigned short LiveTuningPort() = 0;
+};
+
+// The names of the four derived set managers, in the order OpenBinary tries them.
+const std::vector<std::string>& ManagerNames();
+std::unique_ptr<ToolSetManager> MakeManager(const std::string& name);
+
+struct OpenedBinary {
+    std::string path;
+    std::vector<uint8_t> bytes;
+    std::string managerName;
+    std::unique_ptr<ToolSetManager> tool;
+    ParameterSetManager& Manager() { return tool->Manager(); }
+};
+
+std::vector<uint8_t> ReadFile(const std::string& path);
+
+// Loads the file with the first set manager that knows all its modules; ToolError naming the
+// file and the parser's error otherwise. `liveTuning` starts the live tuning server on load.
+OpenedBinary OpenBinary(const std::string& path, bool liveTuning = false);
+
+// "Default", "Usecase.Snapshot", "Sensor.3": a node's mode and submode by name where known.
+std::string ModeName(const ModeEntry& mode);
+// The node's names from the root down, joined by '|', which mode paths of the text interface
+// accept.
+std::string ModePath(const ModeEntry& mode);
+
+}  // namespace zyratune
