@@ -13,7 +13,6 @@
 #include "json_codec.h"
 #include "module_index.h"
 #include "opened_binary.h"
-#include "parser/setmanager/mode_names.h"
 #include "parser/setmanager/module_data.h"
 #include "tool_error.h"
 
@@ -33,35 +32,6 @@ binwriter::Version ParseVersion(const std::string& text, const std::string& wher
         throw ToolError(where + ": version '" + text + "' is not MAJOR.MINOR.PATCH");
     }
     return {static_cast<uint16_t>(major), static_cast<uint16_t>(minor), patch};
-}
-
-// "Usecase.Snapshot", "Sensor.3" or "Default": the mode by name and the submode by name or
-// number.
-binwriter::ModeRecord ParseMode(const std::string& name, const std::string& where) {
-    const size_t dot = name.find('.');
-    const std::string modePart = name.substr(0, dot);
-    binwriter::ModeRecord record;
-    for (uint16_t mode = 0; ModeNames::ModeName(mode) != nullptr; ++mode) {
-        if (modePart == ModeNames::ModeName(mode)) {
-            record.mode = mode;
-            if (dot == std::string::npos) {
-                return record;
-            }
-            const std::string subPart = name.substr(dot + 1);
-            for (uint16_t sub = 0; ModeNames::SubModeName(mode, sub) != nullptr; ++sub) {
-                if (subPart == ModeNames::SubModeName(mode, sub)) {
-                    record.subMode = sub;
-                    return record;
-                }
-            }
-            if (!subPart.empty() && subPart.find_first_not_of("0123456789") == std::string::npos &&
-                subPart.size() <= 5 && std::stoul(subPart) <= 0xFFFF) {
-                record.subMode = static_cast<uint16_t>(std::stoul(subPart));
-                return record;
-            }
-        }
-    }
-    throw ToolError(where + ": unknown mode '" + name + "'");
 }
 
 std::string Text(const json& object, const char* pKey, const std::string& fallback,
@@ -133,7 +103,14 @@ private:
 
     void AddMode(const Node& node) {
         const std::string where = m_input + ": mode " + node.path;
-        binwriter::ModeRecord record = ParseMode(Text(*node.pMode, "mode", "", m_input), where);
+        const std::string name = Text(*node.pMode, "mode", "", m_input);
+        const std::optional<ModeUnion> mode = ParseModeName(name);
+        if (!mode) {
+            throw ToolError(where + ": unknown mode '" + name + "'");
+        }
+        binwriter::ModeRecord record;
+        record.mode = mode->mode;
+        record.subMode = mode->subMode;
         record.parent = node.parent;
         const std::string link = Text(*node.pMode, "link", "", where);
         if (!link.empty()) {
@@ -142,6 +119,9 @@ private:
                 throw ToolError(where + ": link to unknown mode " + link);
             }
             record.link = target->second;
+        }
+        if (node.pMode->contains("pinned") && !(*node.pMode)["pinned"].is_boolean()) {
+            throw ToolError(where + ": pinned must be true or false");
         }
         record.pinned = node.pMode->value("pinned", false);
         m_builder.AddMode(record);

@@ -137,6 +137,9 @@ int Tune(const std::string& targetText, const std::vector<std::string>& command,
                         "custom [HEX]",
                         kExitUsage);
     }
+    if (pCommand->name == std::string("custom")) {
+        FromHex(arguments.empty() ? "" : arguments[0]);  // a bad payload is a usage error
+    }
     TuningClient client;
     if (!client.Connect(target.host, target.port)) {
         throw ToolError(target.host + ":" + std::to_string(target.port) + ": cannot connect");

@@ -98,8 +98,8 @@ int main(int argc, char** argv) {
     } catch (const ToolError& error) {
         std::cerr << "zyratune: " << error.what() << "\n";
         return error.ExitCode();
-    } catch (const std::bad_alloc&) {
-        std::cerr << "zyratune: out of memory\n";
+    } catch (const std::exception& error) {
+        std::cerr << "zyratune: " << error.what() << "\n";
         return kExitBadInput;
     }
 }

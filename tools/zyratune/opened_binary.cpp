@@ -1,8 +1,11 @@
 #include "opened_binary.h"
 
+#include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
+#include "binary_header.h"
 #include "bitml_set_manager.h"
 #include "fd_set_manager.h"
 #include "image_sensor_module_set_manager.h"
@@ -18,7 +21,6 @@ namespace {
 template <class Manager>
 class Managed : public Manager, public ToolSetManager {
 public:
-    Managed() { this->m_logErrors = this->m_logWarnings = this->m_logDebug = false; }
     ParameterSetManager& Manager() override { return *this; }
     bool EnableLiveTuning() override { return this->CreateDialinWorker(); }
     unsigned short LiveTuningPort() override {
@@ -45,6 +47,10 @@ std::unique_ptr<ToolSetManager> MakeManager(const std::string& name) {
 }
 
 std::vector<uint8_t> ReadFile(const std::string& path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        throw ToolError(path + ": is a directory");
+    }
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         throw ToolError(path + ": cannot open file");
@@ -81,7 +87,16 @@ OpenedBinary OpenBinary(const std::string& path, bool liveTuning) {
     while (!firstError.empty() && (firstError.back() == '\n' || firstError.back() == ' ')) {
         firstError.pop_back();
     }
-    throw ToolError(path + ": not a loadable tuning binary: " + firstError);
+    const BinaryHeader header = ReadBinaryHeader(opened.bytes);
+    if (firstError.empty() && !header.CrcMatches()) {
+        char crc[64];
+        std::snprintf(crc, sizeof(crc), "stored 0x%08x, computed 0x%08x", header.storedCrc,
+                      header.computedCrc);
+        firstError = std::string("CRC mismatch (") + crc + ")";
+    }
+    throw ToolError(path + ": not a loadable tuning binary: " +
+                    (firstError.empty() ? "refused (zyratune -v shows the parser's log)"
+                                        : firstError));
 }
 
 std::string ModeName(const ModeEntry& mode) {
@@ -92,6 +107,31 @@ std::string ModeName(const ModeEntry& mode) {
         return name;
     }
     return name + "." + (pSub != nullptr ? pSub : std::to_string(mode.Mode.subMode));
+}
+
+std::optional<ModeUnion> ParseModeName(const std::string& name) {
+    const size_t dot = name.find('.');
+    const std::string modePart = name.substr(0, dot);
+    for (uint16_t mode = 0; ModeNames::ModeName(mode) != nullptr; ++mode) {
+        if (modePart != ModeNames::ModeName(mode)) {
+            continue;
+        }
+        if (dot == std::string::npos) {
+            return ModeUnion(mode, 0);
+        }
+        const std::string subPart = name.substr(dot + 1);
+        for (uint16_t sub = 0; ModeNames::SubModeName(mode, sub) != nullptr; ++sub) {
+            if (subPart == ModeNames::SubModeName(mode, sub)) {
+                return ModeUnion(mode, sub);
+            }
+        }
+        if (!subPart.empty() && subPart.size() <= 5 &&
+            subPart.find_first_not_of("0123456789") == std::string::npos &&
+            std::stoul(subPart) <= 0xFFFF) {
+            return ModeUnion(mode, static_cast<uint16_t>(std::stoul(subPart)));
+        }
+    }
+    return std::nullopt;
 }
 
 std::string ModePath(const ModeEntry& mode) {

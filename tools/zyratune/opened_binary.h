@@ -3,17 +3,18 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "parser/foundation/mode_union.h"
 #include "parser/setmanager/parameter_set_manager.h"
 
 class ModeEntry;
 
 namespace zyratune {
 
-// Set managers as the tool runs them: the library's logging is quiet (the tool reports the
-// error text itself), and a live tuning worker can be asked for.
+// A set manager as the tool runs it: one that can be given a live tuning worker.
 class ToolSetManager {
 public:
     virtual ~ToolSetManager() = default;
@@ -43,6 +44,9 @@ OpenedBinary OpenBinary(const std::string& path, bool liveTuning = false);
 
 // "Default", "Usecase.Snapshot", "Sensor.3": a node's mode and submode by name where known.
 std::string ModeName(const ModeEntry& mode);
+// The reverse of ModeName: names as ModeName writes them, submodes also by number; unset for
+// a name that is no mode.
+std::optional<ModeUnion> ParseModeName(const std::string& name);
 // The node's names from the root down, joined by '|', which mode paths of the text interface
 // accept.
 std::string ModePath(const ModeEntry& mode);

@@ -24,6 +24,14 @@ constexpr unsigned int kShorthandRoom = 1024;
 
 std::string Shorthand(ParameterSetManager& manager, const std::string& file,
                       const std::string& modePath) {
+    // The set manager takes an unknown name for the first submode; a user means a mistake.
+    for (size_t start = 0; start <= modePath.size();) {
+        const size_t end = std::min(modePath.find('|', start), modePath.size());
+        if (!ParseModeName(modePath.substr(start, end - start))) {
+            throw ToolError(file + ": no mode path '" + modePath + "'");
+        }
+        start = end + 1;
+    }
     char shorthand[kShorthandRoom] = "";
     if (!manager.GetModeShorthand(modePath.c_str(), shorthand, sizeof(shorthand)) ||
         shorthand[0] == '\0') {

@@ -1,0 +1,142 @@
+#!/usr/bin/env bash
+# cli_test.sh GROUP TOOL SAMPLE: runs the tool and checks exit codes and exact output lines.
+set -uo pipefail
+group=$1 tool=$2 sample=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+# expect CODE LINE COMMAND...: the command exits with CODE and prints LINE (stdout or stderr)
+# as one whole line.
+expect() {
+  local code=$1 line=$2
+  shift 2
+  local output status
+  output=$("$@" 2>&1)
+  status=$?
+  if [[ $status != "$code" ]] || ! grep -qxF -- "$line" <<<"$output"; then
+    echo "FAILED: $* (exit $status, wanted $code and line '$line')"
+    echo "$output" | head -20
+    failures=$((failures + 1))
+  fi
+}
+
+json() { printf '%s' "$2" >"$work/$1"; }
+
+case $group in
+sample)
+  expect 0 "set manager: ImageSensorModuleSetManager" "$tool" inspect
+  expect 0 "crc:         ok 0x$(tail -c 4 "$sample" | od -An -tx4 | tr -d ' ')" "$tool" inspect "$sample"
+  expect 0 "      - flashDriverData 1.0.0 typed, 66 bytes, entry 7, shares the values of entry 5" \
+    "$tool" inspect "$sample"
+  expect 0 "    Usecase.Video -> Default|Usecase.Preview" "$tool" inspect "$sample"
+  expect 0 "        - sensorBinSocIdMap 1.0.0 typed, 20 bytes, entry 6" "$tool" inspect "$sample"
+  # Values along branches: the deepest mode holding the module answers, a link follows.
+  expect 0 "u16Value=1500" "$tool" get "$sample" "Default|Usecase.Snapshot" flashDriverData.u16Value
+  expect 0 "u16Value=200" "$tool" get "$sample" "Default|Usecase.Video" flashDriverData u16Value,text
+  expect 0 "text=flash_pmic_torch" "$tool" get "$sample" "Default|Usecase.Video" flashDriverData
+  expect 0 "text=soc519" "$tool" get "$sample" "Default|Usecase.Snapshot|Feature2.MFNRBlend" \
+    "sensorBinSocIdMap.socIdInfo[0].text"
+  expect 0 "u32Value1=1800000" "$tool" get "$sample" Default \
+    "flashDriverData.powerSequenceInfo1.powerSetting[0].u32Value1"
+  expect 0 "cameraModuleData=Default,Module" "$tool" info "$sample" Default
+  expect 0 "powerSetting,Structure,2" "$tool" info "$sample" Default flashDriverData.powerSequenceInfo1
+  expect 0 'Default|Usecase.ZSL flashDriverData.text = "flash_pmic_main"' "$tool" dump "$sample"
+  expect 0 'Default|Usecase.Snapshot|Feature2.MFNRBlend sensorBinSocIdMap.socIdInfo[0].binName = ["rear_wide_mfnr.bin"]' \
+    "$tool" dump "$sample"
+  expect 1 "zyratune: $sample: no value flashDriverData.nosuch in mode Default" \
+    "$tool" get "$sample" Default flashDriverData.nosuch
+  expect 1 "zyratune: $sample: no value awb in mode Default" "$tool" get "$sample" Default awb
+  expect 1 "zyratune: $sample: no mode path 'Usecase.Nosuch'" "$tool" info "$sample" Usecase.Nosuch
+  # Usage errors.
+  expect 2 "zyratune: MODEPATH is required (see zyratune --help)" "$tool" get "$sample"
+  expect 2 "zyratune: A subcommand is required (see zyratune --help)" "$tool"
+  expect 2 "zyratune: bad port in 'host:99999'" "$tool" tune host:99999 active-modes
+  expect 2 "zyratune: custom payload 'xyz' is not hex bytes" "$tool" tune 1 custom xyz
+  ;;
+bad_input)
+  : >"$work/empty.bin"
+  head -c 200 "$sample" >"$work/short.bin"
+  cp "$sample" "$work/crc.bin"
+  printf '\xff' | dd of="$work/crc.bin" bs=1 seek=2000 conv=notrunc 2>/dev/null
+  echo "not a binary" >"$work/text.bin"
+  expect 1 "zyratune: $work/missing.bin: cannot open file" "$tool" inspect "$work/missing.bin"
+  expect 1 "zyratune: $work: is a directory" "$tool" dump "$work"
+  expect 1 "zyratune: $work/empty.bin: empty file" "$tool" inspect "$work/empty.bin"
+  expect 1 "zyratune: $work/short.bin: not a loadable tuning binary: Binary header data too small: Expected: $(stat -c %s "$sample") bytes, Actual: 200 bytes" \
+    "$tool" inspect "$work/short.bin"
+  expect 1 "zyratune: $work/text.bin: not a loadable tuning binary: General error parsing binary header data header" \
+    "$tool" get "$work/text.bin" Default flashDriverData
+  crc=$("$tool" inspect "$work/crc.bin" 2>&1)
+  [[ $crc =~ ^"zyratune: $work/crc.bin: not a loadable tuning binary: CRC mismatch (stored 0x" ]] ||
+    { echo "FAILED: CRC: $crc"; failures=$((failures + 1)); }
+  # Descriptions build refuses, each with the file and the place named.
+  json range.json '{"modes":{"mode":"Default","modules":[{"name":"flashDriverData","values":{"u16Value":70000}}]}}'
+  json negative.json '{"modes":{"mode":"Default","modules":[{"name":"flashDriverData","values":{"flashDriverType":-1}}]}}'
+  json field.json '{"modes":{"mode":"Default","modules":[{"name":"flashDriverData","values":{"powerSequenceInfo1":{"nope":1}}}]}}'
+  json array.json '{"modes":{"mode":"Default","modules":[{"name":"sensorBinSocIdMap","values":{"socIdInfo":{}}}]}}'
+  json mode.json '{"modes":{"mode":"Usecase.Nope"}}'
+  json link.json '{"modes":{"mode":"Default","children":[{"mode":"Usecase.Video","link":"Default|Usecase.Preview"}]}}'
+  json twice.json '{"modes":{"mode":"Default","children":[{"mode":"Usecase.ZSL"},{"mode":"Usecase.ZSL"}]}}'
+  json opaque.json '{"modes":{"mode":"Default","modules":[{"name":"nosuchmodule"}]}}'
+  json syntax.json '{"modes":'
+  for f in range negative field array mode link twice opaque syntax; do
+    "$tool" build "$work/$f.json" -o "$work/out.bin" >/dev/null 2>"$work/$f.err"
+    echo "$? $(cat "$work/$f.err")"
+  done >"$work/build.txt"
+  diff -u - "$work/build.txt" <<END || failures=$((failures + 1))
+1 zyratune: $work/range.json: Default: flashDriverData: u16Value must be an integer in range
+1 zyratune: $work/negative.json: Default: flashDriverData: flashDriverType must be an integer in range
+1 zyratune: $work/field.json: Default: flashDriverData: PowerSequenceInfo has no field powerSequenceInfo1.nope
+1 zyratune: $work/array.json: Default: sensorBinSocIdMap: socIdInfo must be an array
+1 zyratune: $work/mode.json: mode Usecase.Nope: unknown mode 'Usecase.Nope'
+1 zyratune: $work/link.json: mode Default|Usecase.Video: link to unknown mode Default|Usecase.Preview
+1 zyratune: $work/twice.json: mode Default|Usecase.ZSL given twice
+1 zyratune: $work/opaque.json: Default: nosuchmodule: no such module in the catalogue
+1 zyratune: $work/syntax.json: parse error at line 1, column 10: syntax error while parsing value - unexpected end of input; expected '[', '{', or a literal
+END
+  ;;
+round_trip)
+  # The JSON dump of a typed binary builds back into the same bytes and the same dump.
+  "$tool" dump --json "$sample" >"$work/sample.json" || failures=$((failures + 1))
+  expect 0 "wrote $work/again.bin ($(stat -c %s "$sample") bytes)" \
+    "$tool" build "$work/sample.json" -o "$work/again.bin"
+  cmp "$sample" "$work/again.bin" || failures=$((failures + 1))
+  # An edited value survives the way back, at the same place and nowhere else.
+  sed 's/"u16Value": 200/"u16Value": 250/' "$work/sample.json" >"$work/edited.json"
+  "$tool" build "$work/edited.json" -o "$work/edited.bin" >/dev/null
+  diff <("$tool" dump "$sample") <("$tool" dump "$work/edited.bin") | grep '^[<>]' >"$work/diff.txt"
+  diff -u - "$work/diff.txt" <<'END' || failures=$((failures + 1))
+< Default|Usecase.Preview flashDriverData.u16Value = 200
+> Default|Usecase.Preview flashDriverData.u16Value = 250
+END
+  ;;
+live)
+  "$tool" serve "$sample" >"$work/serve.out" 2>&1 &
+  server=$!
+  for _ in $(seq 50); do
+    port=$(sed -n 's/.* on port \([0-9]*\)$/\1/p' "$work/serve.out")
+    [[ -n $port ]] && break
+    sleep 0.1
+  done
+  if [[ -z ${port:-} ]]; then
+    echo "FAILED: no port from serve: $(cat "$work/serve.out")"
+    failures=$((failures + 1))
+  else
+    expect 0 "Usecase.Preview,Usecase.Snapshot,Usecase.ZSL,Usecase.Video" "$tool" tune "$port" modes
+    expect 0 "flashDriverData=Default,Module;sensorBinSocIdMap=Default,Module;cameraModuleData=Default,Module" \
+      "$tool" tune "127.0.0.1:$port" info Default
+    expect 0 "result 0, data " "$tool" tune "$port" custom 00
+    expect 2 "zyratune: tune: unknown command or wrong arguments; one of device-info, active-modes, control-values, trigger-values, modes [PATH], info PATH [MODULE], get PATH MODULE [NAMES], set PATH MODULE ASSIGNMENTS, custom [HEX]" \
+      "$tool" tune "$port" get Default
+  fi
+  kill -INT "$server"
+  wait "$server" || { echo "FAILED: serve exit $?"; failures=$((failures + 1)); }
+  grep -qx stopped "$work/serve.out" || { echo "FAILED: serve did not stop"; failures=$((failures + 1)); }
+  ;;
+*)
+  echo "unknown group $group"
+  exit 2
+  ;;
+esac
+exit $((failures != 0))
