@@ -18,8 +18,8 @@
 namespace zyratune {
 namespace {
 
-template <class Manager>
-class Managed : public Manager, public ToolSetManager {
+template <class Base>
+class Managed : public Base, public ToolSetManager {
 public:
     ParameterSetManager& Manager() override { return *this; }
     bool EnableLiveTuning() override { return this->CreateDialinWorker(); }
