@@ -9,9 +9,9 @@
 namespace zyratune {
 
 int Inspect(const std::string& file, std::ostream& out);
-int Get(const std::string& file, const std::string& modePath, const std::string& spec,
+int Get(const std::string& file, const std::string& modePath, const std::string& moduleSpec,
         const std::string& names, std::ostream& out);
-int Info(const std::string& file, const std::string& modePath, const std::string& spec,
+int Info(const std::string& file, const std::string& modePath, const std::string& moduleSpec,
          std::ostream& out);
 int Dump(const std::string& file, bool asJson, std::ostream& out);
 int Build(const std::string& input, const std::string& output, std::ostream& out);

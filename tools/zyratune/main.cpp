@@ -22,7 +22,7 @@ void DiscardLog(void*, uint64_t, const char*, uint32_t, const char*) {}
 std::function<int()> g_run;
 
 void AddCommands(CLI::App& app) {
-    static std::string file, modePath, spec, names, output, target;
+    static std::string file, modePath, moduleSpec, names, output, target;
     static bool asJson = false;
     static std::vector<std::string> request;
 
@@ -37,15 +37,15 @@ void AddCommands(CLI::App& app) {
                                               "reads them");
     get->add_option("FILE", file, "tuning binary")->required();
     get->add_option("MODEPATH", modePath, "mode path, e.g. Default|Usecase.Snapshot")->required();
-    get->add_option("MODULE", spec, "MODULE[.FIELD...]")->required();
+    get->add_option("MODULE", moduleSpec, "MODULE[.FIELD...]")->required();
     get->add_option("NAMES", names, "fields of the module, joined by ','");
-    get->callback([] { g_run = [] { return Get(file, modePath, spec, names, std::cout); }; });
+    get->callback([] { g_run = [] { return Get(file, modePath, moduleSpec, names, std::cout); }; });
 
     CLI::App* info = app.add_subcommand("info", "Modules of a mode, or fields of a module");
     info->add_option("FILE", file, "tuning binary")->required();
     info->add_option("MODEPATH", modePath, "mode path")->required();
-    info->add_option("MODULE", spec, "MODULE[.PATH]");
-    info->callback([] { g_run = [] { return Info(file, modePath, spec, std::cout); }; });
+    info->add_option("MODULE", moduleSpec, "MODULE[.PATH]");
+    info->callback([] { g_run = [] { return Info(file, modePath, moduleSpec, std::cout); }; });
 
     CLI::App* dump = app.add_subcommand("dump", "Every typed module of every mode");
     dump->add_option("FILE", file, "tuning binary")->required();

@@ -52,13 +52,13 @@ void WriteLines(const std::string& text, std::ostream& out) {
     }
 }
 
-// The typed module that `spec` names along the mode path, held until destruction.
+// The typed module that `moduleSpec` names along the mode path, held until destruction.
 class DescribedModule {
 public:
     DescribedModule(ParameterSetManager& manager, const std::string& shorthand,
-                    const std::string& spec)
-        : m_manager(manager), m_name(spec.substr(0, spec.find('.'))),
-          m_path(spec.find('.') == std::string::npos ? "" : spec.substr(spec.find('.') + 1)) {
+                    const std::string& moduleSpec)
+        : m_manager(manager), m_name(moduleSpec.substr(0, moduleSpec.find('.'))),
+          m_path(moduleSpec.find('.') == std::string::npos ? "" : moduleSpec.substr(moduleSpec.find('.') + 1)) {
         const CatalogueName* pName = FindCatalogueName(m_name);
         PList<TuningMode> branch;
         if (pName == nullptr || pName->descriptor == nullptr ||
@@ -84,7 +84,7 @@ public:
         return ParameterEngine::GetInfo(*m_pType, m_pTop, path.c_str(), records);
     }
 
-    // "name=value" joined by ';': the named fields below the spec's path, or every field
+    // "name=value" joined by ';': the named fields below the module path, or every field
     // with a value there when no names are given.
     std::string Values(const std::string& names) {
         std::vector<std::string> fields;
@@ -131,43 +131,43 @@ private:
 
 }  // namespace
 
-int Get(const std::string& file, const std::string& modePath, const std::string& spec,
+int Get(const std::string& file, const std::string& modePath, const std::string& moduleSpec,
         const std::string& names, std::ostream& out) {
     OpenedBinary binary = OpenBinary(file);
     ParameterSetManager& manager = binary.Manager();
     std::unique_ptr<char[]> value(new char[kValueRoom]());
     const std::string shorthand = Shorthand(manager, file, modePath);
     std::string text;
-    if (manager.GetValue(shorthand.c_str(), spec.c_str(), names.empty() ? nullptr : names.c_str(),
+    if (manager.GetValue(shorthand.c_str(), moduleSpec.c_str(), names.empty() ? nullptr : names.c_str(),
                          value.get(), kValueRoom)) {
         text = value.get();
-    } else if (DescribedModule module(manager, shorthand, spec); module.Found()) {
+    } else if (DescribedModule module(manager, shorthand, moduleSpec); module.Found()) {
         text = module.Values(names);
     }
     if (text.empty()) {
-        throw ToolError(file + ": no value " + spec + (names.empty() ? "" : " " + names) +
+        throw ToolError(file + ": no value " + moduleSpec + (names.empty() ? "" : " " + names) +
                         " in mode " + modePath);
     }
     WriteLines(text, out);
     return 0;
 }
 
-int Info(const std::string& file, const std::string& modePath, const std::string& spec,
+int Info(const std::string& file, const std::string& modePath, const std::string& moduleSpec,
          std::ostream& out) {
     OpenedBinary binary = OpenBinary(file);
     ParameterSetManager& manager = binary.Manager();
     const std::string shorthand = Shorthand(manager, file, modePath);
     PList<ParameterParserInfo> records;
-    if (!manager.GetInfo(shorthand.c_str(), spec.empty() ? nullptr : spec.c_str(), records) ||
+    if (!manager.GetInfo(shorthand.c_str(), moduleSpec.empty() ? nullptr : moduleSpec.c_str(), records) ||
         records.Count() == 0) {
         while (records.Remove(0)) {
         }
-        if (DescribedModule module(manager, shorthand, spec); module.Found()) {
+        if (DescribedModule module(manager, shorthand, moduleSpec); module.Found()) {
             module.Info(module.Path(), records);
         }
     }
     if (records.Count() == 0) {
-        throw ToolError(file + ": no " + (spec.empty() ? "modules" : spec) + " in mode " +
+        throw ToolError(file + ": no " + (moduleSpec.empty() ? "modules" : moduleSpec) + " in mode " +
                         modePath);
     }
     for (uint32_t i = 0; i < records.Count(); ++i) {
