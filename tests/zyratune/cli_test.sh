@@ -110,6 +110,16 @@ round_trip)
       "$tool" dump "$work/v.bin" | cmp -s - "$work/reference.txt" ||
       { echo "FAILED: version $version"; failures=$((failures + 1)); }
   done
+  # Entry sizes and sharing as inspect reads them from each layout of the symbol table.
+  declare -A zsl=(
+    [1.0.0]="66 bytes, entry 80" [1.1.0]="136 bytes, entry 80" [3.0.1]="66 bytes, entry 80"
+    [3.0.2]="66 bytes, entry 74, shares the values of entry 68"
+    [5.0.0]="66 bytes, entry 7, shares the values of entry 5")
+  for version in "${!zsl[@]}"; do
+    sed "s/\"version\": \"5.0.0\"/\"version\": \"$version\"/" "$work/sample.json" >"$work/v.json"
+    "$tool" build "$work/v.json" -o "$work/v.bin" >/dev/null
+    expect 0 "      - flashDriverData 1.0.0 typed, ${zsl[$version]}" "$tool" inspect "$work/v.bin"
+  done
   # An edited value survives the way back, at the same place and nowhere else.
   sed 's/"u16Value": 200/"u16Value": 250/' "$work/sample.json" >"$work/edited.json"
   "$tool" build "$work/edited.json" -o "$work/edited.bin" >/dev/null
