@@ -40,25 +40,55 @@ std::string BinaryHeader::Version() const {
     return std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch);
 }
 
+namespace {
+
+// Where the fields of one symbol entry lie, by version (docs/binary-format.md).
+struct EntryLayout {
+    uint32_t stride = 60, nameAt = 4, modeAt = 44, lengthAt = 52;
+};
+
+EntryLayout LayoutOf(const BinaryHeader& header) {
+    if (!AtLeast(header, 1, 1, 0)) return {64, 4, 52, 60};
+    if (header.alignment == 8) return {72, 8, 48, 64};
+    if (!AtLeast(header, 3, 0, 2)) return {56, 4, 44, 52};
+    return {};
+}
+
+// The symbol table's row, or none.
+const SectionRow* SymbolTable(const BinaryHeader& header) {
+    for (const SectionRow& row : header.sections) {
+        if (row.type == 0) return &row;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
 std::optional<uint32_t> BinaryHeader::EntryLength(const std::vector<uint8_t>& bytes,
                                                   uint32_t id) const {
-    // Entry size and the offset of dataLength in it, by version (docs/binary-format.md).
-    uint32_t stride = 60, lengthAt = 52;
-    if (!AtLeast(*this, 1, 1, 0)) {
-        stride = 64, lengthAt = 60;
-    } else if (alignment == 8) {
-        stride = 72, lengthAt = 64;
-    } else if (!AtLeast(*this, 3, 0, 2)) {
-        stride = 56;
+    const EntryLayout layout = LayoutOf(*this);
+    const SectionRow* pTable = SymbolTable(*this);
+    if (pTable == nullptr || id == 0 || uint64_t{id} * layout.stride > pTable->size ||
+        pTable->offset + uint64_t{id} * layout.stride > bytes.size()) {
+        return std::nullopt;
     }
-    for (const SectionRow& row : sections) {
-        if (row.type == 0 && id != 0 && uint64_t{id} * stride <= row.size &&
-            row.offset + uint64_t{id} * stride <= bytes.size()) {
-            return static_cast<uint32_t>(
-                Little(bytes, row.offset + uint64_t{id - 1} * stride + lengthAt, 4));
+    return static_cast<uint32_t>(
+        Little(bytes, pTable->offset + uint64_t{id - 1} * layout.stride + layout.lengthAt, 4));
+}
+
+std::vector<std::string> BinaryHeader::ModuleNames(const std::vector<uint8_t>& bytes) const {
+    const EntryLayout layout = LayoutOf(*this);
+    const SectionRow* pTable = SymbolTable(*this);
+    std::vector<std::string> names;
+    for (uint64_t at = pTable != nullptr ? pTable->offset : 0;
+         pTable != nullptr && at + layout.stride <= uint64_t{pTable->offset} + pTable->size &&
+         at + layout.stride <= bytes.size();
+         at += layout.stride) {
+        if (Little(bytes, at + layout.modeAt, 4) != 0xFFFFFFFFu) {
+            names.push_back(Text(bytes, at + layout.nameAt, 32));
         }
     }
-    return std::nullopt;
+    return names;
 }
 
 BinaryHeader ReadBinaryHeader(const std::vector<uint8_t>& bytes) {

@@ -32,6 +32,8 @@ struct BinaryHeader {
     // The dataLength field of symbol entry `id` (from 1), unset when the table has no such
     // entry.
     std::optional<uint32_t> EntryLength(const std::vector<uint8_t>& bytes, uint32_t id) const;
+    // The names of the symbol entries that are modules, in table order.
+    std::vector<std::string> ModuleNames(const std::vector<uint8_t>& bytes) const;
     bool CrcMatches() const { return storedCrc == computedCrc; }
 };
 

@@ -2,8 +2,10 @@
 // The description names the format version, the header texts and a tree of modes; each mode
 // holds typed modules by catalogue name with their values (see json_codec.h). Modules of one
 // name with equal values share one copy where the format version has duplicate ids.
+#include <cstdio>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include <nlohmann/json.hpp>

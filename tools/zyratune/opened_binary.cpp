@@ -9,6 +9,7 @@
 #include "bitml_set_manager.h"
 #include "fd_set_manager.h"
 #include "image_sensor_module_set_manager.h"
+#include "module_index.h"
 #include "parser/livetuning/parameter_dialin_worker.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/mode_names.h"
@@ -27,6 +28,27 @@ public:
         return this->m_dialinWorker != nullptr ? this->m_dialinWorker->Port() : 0;
     }
 };
+
+// Why no set manager loads these modules when they are the reason: one no catalogue has, or
+// modules of more than one manager. Empty otherwise.
+std::string ManagerMismatch(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        if (FindCatalogueName(name) == nullptr) {
+            return "module " + name + " is in no set manager's catalogue";
+        }
+    }
+    std::string first;
+    for (const std::string& name : names) {
+        const CatalogueName* pName = FindCatalogueName(name);
+        const std::string owned = name + " (" + pName->manager + ")";
+        if (first.empty()) {
+            first = owned;
+        } else if (first.substr(first.find(" (")) != owned.substr(owned.find(" ("))) {
+            return "modules of two set managers: " + first + ", " + owned;
+        }
+    }
+    return "";
+}
 
 }  // namespace
 
@@ -88,6 +110,10 @@ OpenedBinary OpenBinary(const std::string& path, bool liveTuning) {
         firstError.pop_back();
     }
     const BinaryHeader header = ReadBinaryHeader(opened.bytes);
+    if (std::string mismatch = ManagerMismatch(header.ModuleNames(opened.bytes));
+        !mismatch.empty()) {
+        firstError = mismatch;
+    }
     if (firstError.empty() && !header.CrcMatches()) {
         char crc[64];
         std::snprintf(crc, sizeof(crc), "stored 0x%08x, computed 0x%08x", header.storedCrc,
