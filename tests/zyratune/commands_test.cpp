@@ -17,7 +17,8 @@ namespace {
 constexpr binwriter::Version kFormat{5, 0, 0};
 constexpr binwriter::Version kAbfVersion{2, 1, 0};
 
-std::string Write(const zyra_test::TempDir& directory, const binwriter::TuningBinaryBuilder& builder) {
+std::string Write(const zyra_test::TempDir& directory,
+                  const binwriter::TuningBinaryBuilder& builder) {
     const std::vector<uint8_t> bytes = builder.Build();
     return directory.Write("test.bin", std::string(bytes.begin(), bytes.end()));
 }
@@ -46,9 +47,11 @@ TEST(ZyratuneCommands, OpaqueTuningModulesAreShownButNeitherDumpedNorRead) {
     std::ostringstream out;
     EXPECT_EQ(zyratune::Inspect(file, out), 0);
     const std::string text = out.str();
-    for (const char* line : {"\nset manager: TuningSetManager\n", "\nmodes:       2\n",
-                             "\n  Default (pinned)\n    - abf21_tfe 2.1.0 opaque, 5 bytes, entry 1\n"
-                             "    Usecase.Preview\n      - abf21_tfe 2.1.0 opaque, 2 bytes, entry 2\n"}) {
+    const char* const lines[] = {
+        "\nset manager: TuningSetManager\n", "\nmodes:       2\n",
+        "\n  Default (pinned)\n    - abf21_tfe 2.1.0 opaque, 5 bytes, entry 1\n"
+        "    Usecase.Preview\n      - abf21_tfe 2.1.0 opaque, 2 bytes, entry 2\n"};
+    for (const char* line : lines) {
         EXPECT_NE(text.find(line), std::string::npos) << line << "\nin\n" << text;
     }
 
@@ -57,12 +60,15 @@ TEST(ZyratuneCommands, OpaqueTuningModulesAreShownButNeitherDumpedNorRead) {
     EXPECT_EQ(dump.str(), "");
     std::ostringstream json;
     EXPECT_EQ(zyratune::Dump(file, true, json), 0);
-    EXPECT_NE(json.str().find("\"children\": [\n      {\n        \"mode\": \"Usecase.Preview\"\n      }"),
-              std::string::npos)
+    const std::string previewNode =
+        "\"children\": [\n      {\n        \"mode\": \"Usecase.Preview\"\n      }";
+    EXPECT_NE(json.str().find(previewNode), std::string::npos)
         << json.str();
 
     std::ostringstream ignored;
-    EXPECT_EQ(ErrorOf([&] { zyratune::Get(file, "Default|Usecase.Preview", "abf21_tfe", "", ignored); }),
+    EXPECT_EQ(ErrorOf([&] {
+                  zyratune::Get(file, "Default|Usecase.Preview", "abf21_tfe", "", ignored);
+              }),
               file + ": no value abf21_tfe in mode Default|Usecase.Preview");
 }
 
@@ -87,7 +93,8 @@ TEST(ZyratuneCommands, ModulesOfTwoSetManagersAreRefused) {
         "mixed.json", R"({"modes": {"mode": "Default", "modules": [
             {"name": "flashDriverData"}, {"name": "abf21_tfe"}]}})");
     EXPECT_EQ(ErrorOf([&] { zyratune::Build(description, directory.File("out.bin"), ignored); }),
-              description + ": Default: abf21_tfe: module has no schema, so no values can be given");
+              description +
+                  ": Default: abf21_tfe: module has no schema, so no values can be given");
     const std::string sensors = directory.Write(
         "sensors.json", R"({"modes": {"mode": "Default", "modules": [
             {"name": "flashDriverData"}, {"name": "abf21_tfe_x"}]}})");

@@ -70,7 +70,8 @@ TEST(ZyratuneJsonCodec, EveryFieldKindRoundTripsInBothLayouts) {
               R"("flag":false,"gain":0.0,"trigger":0,"name":"",)"
               R"("module_version":{"major":0,"minor":0},"origin":{"x":0.0,"y":0.0},)"
               R"("lut":[0,0,3,0,0,0],"colors":[0,0,0],"corners":[{"x":0.0,"y":0.0},)"
-              R"({"x":0.0,"y":0.0}],"curve_tab":{"curve":[0.0,0.0,0.0,0.0]},"samples":[],"triggers":[],)"
+              R"({"x":0.0,"y":0.0}],"curve_tab":{"curve":[0.0,0.0,0.0,0.0]},)"
+              R"("samples":[],"triggers":[],)"
               R"("regions":[],"extra":null,"level":null,"tail":0})");
 }
 
@@ -85,7 +86,8 @@ TEST(ZyratuneJsonCodec, RefusesWhatAFieldCannotHoldNamingThePlace) {
         {R"({"name": 5})", "m: name must be a string"},
         {R"({"lut": [1, 2]})", "m: lut must be an array of 6 values"},
         {R"({"samples": 3})", "m: samples must be an array"},
-        {R"({"regions": [{"weights": [70000]}]})", "m: regions.weights must be an integer in range"},
+        {R"({"regions": [{"weights": [70000]}]})",
+         "m: regions.weights must be an integer in range"},
         {R"({"origin": {"z": 1}})", "m: pointType has no field origin.z"},
         {R"({"nosuch": 1})", "m: enginetestType has no field nosuch"},
         {R"([1])", "m: values must be an object"},

@@ -303,7 +303,8 @@ nlohmann::ordered_json DecodeStructure(const StructDescriptor& type, const void*
     return values;
 }
 
-std::vector<uint8_t> EncodeStructure(const StructDescriptor& type, const nlohmann::ordered_json& values,
+std::vector<uint8_t> EncodeStructure(const StructDescriptor& type,
+                                     const nlohmann::ordered_json& values,
                                      binwriter::TuningBinaryBuilder& builder,
                                      const std::string& where) {
     binwriter::ByteWriter out(builder.Alignment());

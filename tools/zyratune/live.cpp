@@ -28,7 +28,8 @@ Target ParseTarget(const std::string& text) {
     if (colon != std::string::npos && colon != 0) {
         target.host = text.substr(0, colon);
     }
-    if (port.empty() || port.size() > 5 || port.find_first_not_of("0123456789") != std::string::npos ||
+    if (port.empty() || port.size() > 5 ||
+        port.find_first_not_of("0123456789") != std::string::npos ||
         std::stoul(port) == 0 || std::stoul(port) > 65535) {
         throw ToolError("bad port in '" + text + "'", kExitUsage);
     }
@@ -47,7 +48,8 @@ std::string Hex(const std::vector<uint8_t>& bytes) {
 }
 
 std::vector<uint8_t> FromHex(const std::string& text) {
-    if (text.size() % 2 != 0 || text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    if (text.size() % 2 != 0 ||
+        text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
         throw ToolError("custom payload '" + text + "' is not hex bytes", kExitUsage);
     }
     std::vector<uint8_t> bytes;

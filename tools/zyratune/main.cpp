@@ -1,5 +1,6 @@
 // zyratune: looks inside tuning binaries, builds them from JSON and talks to the live tuning
 // service. Exit codes: 0 done, 1 bad input (file, values, connection), 2 bad command line.
+#include <functional>
 #include <iostream>
 #include <string>
 #include <vector>

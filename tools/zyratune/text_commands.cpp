@@ -57,8 +57,9 @@ class DescribedModule {
 public:
     DescribedModule(ParameterSetManager& manager, const std::string& shorthand,
                     const std::string& moduleSpec)
-        : m_manager(manager), m_name(moduleSpec.substr(0, moduleSpec.find('.'))),
-          m_path(moduleSpec.find('.') == std::string::npos ? "" : moduleSpec.substr(moduleSpec.find('.') + 1)) {
+        : m_manager(manager),
+          m_name(moduleSpec.substr(0, moduleSpec.find('.'))),
+          m_path(moduleSpec.size() > m_name.size() ? moduleSpec.substr(m_name.size() + 1) : "") {
         const CatalogueName* pName = FindCatalogueName(m_name);
         PList<TuningMode> branch;
         if (pName == nullptr || pName->descriptor == nullptr ||
@@ -138,8 +139,8 @@ int Get(const std::string& file, const std::string& modePath, const std::string&
     std::unique_ptr<char[]> value(new char[kValueRoom]());
     const std::string shorthand = Shorthand(manager, file, modePath);
     std::string text;
-    if (manager.GetValue(shorthand.c_str(), moduleSpec.c_str(), names.empty() ? nullptr : names.c_str(),
-                         value.get(), kValueRoom)) {
+    if (manager.GetValue(shorthand.c_str(), moduleSpec.c_str(),
+                         names.empty() ? nullptr : names.c_str(), value.get(), kValueRoom)) {
         text = value.get();
     } else if (DescribedModule module(manager, shorthand, moduleSpec); module.Found()) {
         text = module.Values(names);
@@ -158,7 +159,8 @@ int Info(const std::string& file, const std::string& modePath, const std::string
     ParameterSetManager& manager = binary.Manager();
     const std::string shorthand = Shorthand(manager, file, modePath);
     PList<ParameterParserInfo> records;
-    if (!manager.GetInfo(shorthand.c_str(), moduleSpec.empty() ? nullptr : moduleSpec.c_str(), records) ||
+    if (!manager.GetInfo(shorthand.c_str(), moduleSpec.empty() ? nullptr : moduleSpec.c_str(),
+                         records) ||
         records.Count() == 0) {
         while (records.Remove(0)) {
         }
@@ -167,7 +169,8 @@ int Info(const std::string& file, const std::string& modePath, const std::string
         }
     }
     if (records.Count() == 0) {
-        throw ToolError(file + ": no " + (moduleSpec.empty() ? "modules" : moduleSpec) + " in mode " +
+        throw ToolError(file + ": no " + (moduleSpec.empty() ? "modules" : moduleSpec) +
+                        " in mode " +
                         modePath);
     }
     for (uint32_t i = 0; i < records.Count(); ++i) {
