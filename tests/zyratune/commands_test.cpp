@@ -49,8 +49,8 @@ TEST(ZyratuneCommands, OpaqueTuningModulesAreShownButNeitherDumpedNorRead) {
     const std::string text = out.str();
     const char* const lines[] = {
         "\nset manager: TuningSetManager\n", "\nmodes:       2\n",
-        "\n  Default (pinned)\n    - abf21_tfe 2.1.0 opaque, 5 bytes, entry 1\n"
-        "    Usecase.Preview\n      - abf21_tfe 2.1.0 opaque, 2 bytes, entry 2\n"};
+        ("\n  Default (pinned)\n    - abf21_tfe 2.1.0 opaque, 5 bytes, entry 1\n"
+         "    Usecase.Preview\n      - abf21_tfe 2.1.0 opaque, 2 bytes, entry 2\n")};
     for (const char* line : lines) {
         EXPECT_NE(text.find(line), std::string::npos) << line << "\nin\n" << text;
     }
