@@ -1,73 +1,95 @@
 #include "parser/foundation/parameter_mutex.h"
 
+#include <vector>
+
 #include "parser/foundation/parameter_logging.h"
 
 namespace {
 
-bool OtherThreadReads(const std::map<std::thread::id, uint32_t>& readCounts,
-                      std::thread::id self) {
-    return readCounts.size() > (readCounts.count(self) != 0 ? 1u : 0u);
-}
+struct ReadHold {
+    const ParameterMutex* pMutex;
+    uint32_t depth;
+};
+
+// What one thread reads: the slot its outermost reads are counted in, spread over the slots
+// in the order threads first read, and its nesting depth on each lock it reads.
+struct ThreadReads {
+    ThreadReads() {
+        static std::atomic<unsigned int> s_nextSlot{0};
+        slot = s_nextSlot.fetch_add(1, std::memory_order_relaxed);
+    }
+    ReadHold* Find(const ParameterMutex* pMutex) {
+        for (ReadHold& hold : holds) {
+            if (hold.pMutex == pMutex) {
+                return &hold;
+            }
+        }
+        return nullptr;
+    }
+    void Forget(ReadHold* pHold) {
+        *pHold = holds.back();
+        holds.pop_back();
+    }
+
+    unsigned int slot;
+    std::vector<ReadHold> holds;
+};
+
+thread_local ThreadReads t_reads;
 
 }  // namespace
 
 void ParameterMutex::Lock(bool isRead) {
-    std::thread::id self = std::this_thread::get_id();
-    std::unique_lock<std::mutex> guard(m_mutex);
     if (isRead) {
-        m_changed.wait(guard, [&] { return m_writeCount == 0 || m_writer == self; });
-        ++m_readCounts[self];
-        return;
-    }
-    m_changed.wait(guard, [&] {
-        return (m_writeCount == 0 || m_writer == self) && !OtherThreadReads(m_readCounts, self);
-    });
-    if (m_writer == self) {
-        ++m_writeCount;
+        LockRead(true);
     } else {
-        m_writeCount = 1;
-        m_writer = self;
+        LockWrite();
     }
 }
 
 bool ParameterMutex::TryLock(bool isRead) {
-    std::thread::id self = std::this_thread::get_id();
+    if (isRead) {
+        return LockRead(false);
+    }
     std::lock_guard<std::mutex> guard(m_mutex);
-    const bool writable = m_writeCount == 0 || m_writer == self;
-    if (!writable || (!isRead && OtherThreadReads(m_readCounts, self))) {
+    if (m_writeCount != 0) {
+        if (m_writer != std::this_thread::get_id()) {
+            return false;
+        }
+        ++m_writeCount;
+        return true;
+    }
+    if (!ClaimWriteSide()) {
         return false;
     }
-    if (isRead) {
-        ++m_readCounts[self];
-    } else {
-        ++m_writeCount;
-        m_writer = self;
-    }
+    m_writeCount = 1;
+    m_writer = std::this_thread::get_id();
     return true;
 }
 
 void ParameterMutex::Unlock(bool isRead) {
+    if (isRead) {
+        ReadHold* pHold = t_reads.Find(this);
+        // A thread without a read lock changes nothing.
+        if (pHold != nullptr && --pHold->depth == 0) {
+            t_reads.Forget(pHold);
+            LeaveSlot(ThisThreadSlot());
+        }
+        return;
+    }
     bool unbalanced = false;
-    // Waiters can go on only when a thread has left a side entirely; a nested unlock wakes
-    // nobody.
+    // Waiters can go on only when the writer has left entirely; a nested unlock wakes nobody.
     bool released = false;
     {
         std::lock_guard<std::mutex> guard(m_mutex);
-        if (isRead) {
-            auto entry = m_readCounts.find(std::this_thread::get_id());
-            if (entry != m_readCounts.end() && --entry->second == 0) {
-                m_readCounts.erase(entry);
-                released = true;
-            }
-        } else {
-            unbalanced = m_writeCount == 0;
-            if (!unbalanced) {
-                --m_writeCount;
-            }
-            if (m_writeCount == 0) {
-                m_writer = std::thread::id();
-                released = true;
-            }
+        unbalanced = m_writeCount == 0;
+        if (!unbalanced) {
+            --m_writeCount;
+        }
+        if (m_writeCount == 0) {
+            m_writer = std::thread::id();
+            m_writeHeld.store(false);
+            released = true;
         }
     }
     if (released) {
@@ -77,4 +99,82 @@ void ParameterMutex::Unlock(bool isRead) {
         ParameterLogging::Write(nullptr, ParameterLogging::Error, __FILE__, __LINE__,
                                 "ParameterMutex::Unlock called when lock count is zero\n");
     }
+}
+
+bool ParameterMutex::LockRead(bool wait) {
+    if (ReadHold* pHold = t_reads.Find(this)) {
+        ++pHold->depth;
+        return true;
+    }
+    // Noted first: should the list fail to grow, nothing else has changed yet.
+    t_reads.holds.push_back(ReadHold{this, 1});
+    ReaderSlot& slot = ThisThreadSlot();
+    if (!m_writeHeld.load()) {
+        slot.readers.fetch_add(1);
+        if (!m_writeHeld.load()) {
+            return true;
+        }
+        // A writer came in between; it may be this very thread, which decides below.
+        LeaveSlot(slot);
+    }
+    // Under the mutex the write side is settled: a writer raises and drops a mere claim
+    // without letting go of it.
+    std::unique_lock<std::mutex> guard(m_mutex);
+    const std::thread::id self = std::this_thread::get_id();
+    const auto readable = [&] { return m_writeCount == 0 || m_writer == self; };
+    if (!wait && !readable()) {
+        t_reads.Forget(t_reads.Find(this));
+        return false;
+    }
+    m_changed.wait(guard, readable);
+    slot.readers.fetch_add(1);
+    return true;
+}
+
+void ParameterMutex::LockWrite() {
+    const std::thread::id self = std::this_thread::get_id();
+    std::unique_lock<std::mutex> guard(m_mutex);
+    if (m_writeCount != 0 && m_writer == self) {
+        ++m_writeCount;
+        return;
+    }
+    // Counted before looking at the readers, so that a reader leaving after the look sees
+    // that it has to wake this thread.
+    m_waitingWriters.fetch_add(1);
+    m_changed.wait(guard, [&] { return m_writeCount == 0 && ClaimWriteSide(); });
+    m_waitingWriters.fetch_sub(1);
+    m_writeCount = 1;
+    m_writer = self;
+}
+
+bool ParameterMutex::ClaimWriteSide() {
+    m_writeHeld.store(true);
+    if (!OtherThreadReads()) {
+        return true;
+    }
+    m_writeHeld.store(false);
+    return false;
+}
+
+bool ParameterMutex::OtherThreadReads() const {
+    uint64_t readers = 0;
+    for (const ReaderSlot& slot : m_slots) {
+        readers += slot.readers.load();
+    }
+    // A thread counts once however deep it reads, so the only reader may go on.
+    return readers > (t_reads.Find(this) != nullptr ? 1u : 0u);
+}
+
+void ParameterMutex::LeaveSlot(ReaderSlot& slot) {
+    slot.readers.fetch_sub(1);
+    if (m_waitingWriters.load() != 0) {
+        // Taking the mutex orders this wake-up after the writer's look at the slots: it
+        // either saw this reader gone or is already waiting.
+        { std::lock_guard<std::mutex> guard(m_mutex); }
+        m_changed.notify_all();
+    }
+}
+
+ParameterMutex::ReaderSlot& ParameterMutex::ThisThreadSlot() {
+    return m_slots[t_reads.slot % kReaderSlots];
 }

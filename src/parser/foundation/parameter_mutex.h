@@ -1,11 +1,18 @@
 // Read-write lock of the parser, recursive per thread on both sides. A thread holding the
 // write side may also read; a thread that is the only reader may also take the write side.
 // Writers are not preferred: a stream of readers can hold one off.
+//
+// Readers on different cores share no written memory: each thread keeps its own nesting
+// depth, and its outermost read is counted in one of several reader slots, each on a cache
+// line of its own. A writer raises a flag and then looks at the slots; a reader counts itself
+// and then looks at the flag. Whichever comes second sees the other and steps back, so
+// readers never touch the internal mutex unless a writer is about.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
-#include <map>
 #include <mutex>
 #include <thread>
 
@@ -25,10 +32,33 @@ public:
     void Unlock(bool isRead);
 
 private:
-    // Guards the fields below only; never held across a wait.
+    static constexpr unsigned int kReaderSlots = 16;
+    static constexpr size_t kCacheLine = 64;
+    // The count sits at the end, so that neighbouring counts are a full line apart and the
+    // first one stays off the line of the writer flag before it.
+    struct ReaderSlot {
+        char padding[kCacheLine - sizeof(std::atomic<uint32_t>)];
+        std::atomic<uint32_t> readers{0};
+    };
+
+    // Read side; false without waiting when `wait` is false and another thread writes.
+    bool LockRead(bool wait);
+    void LockWrite();
+    // With m_mutex held and no writer: raises the flag when no other thread reads.
+    bool ClaimWriteSide();
+    bool OtherThreadReads() const;
+    // Takes this thread's outermost read out of its slot and wakes writers waiting for that.
+    void LeaveSlot(ReaderSlot& slot);
+    ReaderSlot& ThisThreadSlot();
+
+    // Guards the writer's fields and the waits; never held across a wait. Readers take it
+    // only while a writer is about.
     std::mutex m_mutex;
     uint32_t m_writeCount = 0;
     std::thread::id m_writer;
-    std::map<std::thread::id, uint32_t> m_readCounts;
     std::condition_variable m_changed;
+    // Raised while a thread holds the write side, and for a moment while one claims it.
+    std::atomic<bool> m_writeHeld{false};
+    std::atomic<uint32_t> m_waitingWriters{0};
+    ReaderSlot m_slots[kReaderSlots];
 };

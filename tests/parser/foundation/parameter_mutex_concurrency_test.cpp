@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -13,8 +14,10 @@
 namespace {
 
 constexpr int kWriters = 3;
-constexpr int kReaders = 3;
-constexpr int kIterations = 2000;
+// More readers than the lock has slots to count them in, so that some share one.
+constexpr int kReaders = 18;
+constexpr int kIterations = 300;
+constexpr int kThreadsToCycleTheSlots = 40;
 
 TEST(ParameterMutexContention, ReadersNeverSeeAHalfWriteAndWritersAreAlone) {
     ParameterMutex mutex;
@@ -69,6 +72,29 @@ TEST(ParameterMutexContention, ReadersNeverSeeAHalfWriteAndWritersAreAlone) {
     EXPECT_EQ(overlapped.load(), 0);
     EXPECT_EQ(first, uint64_t{kWriters} * kIterations);
     EXPECT_EQ(second, first);
+}
+
+TEST(ParameterMutexContention, AnyOtherReaderKeepsTheSoleReaderFromWritingWhereverItIsCounted) {
+    ParameterMutex mutex;
+    mutex.Lock(true);
+    // Each new thread is counted in another place, so one of them shares this thread's.
+    for (int i = 0; i < kThreadsToCycleTheSlots; ++i) {
+        std::promise<void> reading;
+        std::promise<void> leave;
+        std::thread other([&] {
+            mutex.Lock(true);
+            reading.set_value();
+            leave.get_future().wait();
+            mutex.Unlock(true);
+        });
+        reading.get_future().wait();
+        EXPECT_FALSE(mutex.TryLock(false)) << i;
+        leave.set_value();
+        other.join();
+        ASSERT_TRUE(mutex.TryLock(false)) << i;
+        mutex.Unlock(false);
+    }
+    mutex.Unlock(true);
 }
 
 }  // namespace
