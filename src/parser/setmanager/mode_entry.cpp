@@ -191,14 +191,18 @@ void ModeEntry::ReleaseReference(ParameterModule* pModule) {
     if (pReference == nullptr) {
         return;
     }
-    if (pReference->RefCount == 0) {
-        ParameterLogging::Write(
-            LoggerOf(pModule), ParameterLogging::Error, __FILE__, __LINE__,
-            "Attempt to release unreferenced module.  Mode: %d, SubMode: %d, Module %s", Mode.mode,
-            Mode.subMode, pModule->Name);
-        return;
-    }
-    --pReference->RefCount;
+    // Another thread may release at the same moment: the count is lowered only from the
+    // value it was seen to have.
+    uint32_t count = pReference->RefCount.load();
+    do {
+        if (count == 0) {
+            ParameterLogging::Write(
+                LoggerOf(pModule), ParameterLogging::Error, __FILE__, __LINE__,
+                "Attempt to release unreferenced module.  Mode: %d, SubMode: %d, Module %s",
+                Mode.mode, Mode.subMode, pModule->Name);
+            return;
+        }
+    } while (!pReference->RefCount.compare_exchange_weak(count, count - 1));
 }
 
 uint32_t ModeEntry::GetReferenceCount(const ParameterModule* pModule) {
@@ -228,7 +232,7 @@ void ModeEntry::ReleaseReferences() {
                                     __LINE__,
                                     "ReleaseReferences called with unreleased module: %s, "
                                     "RefCnt: %d",
-                                    entry.first.c_str(), static_cast<int>(reference.RefCount));
+                                    entry.first.c_str(), static_cast<int>(reference.RefCount.load()));
         }
         reference.RefCount = 0;
     }

@@ -2,6 +2,7 @@
 // node whose modules it borrows, and the modules this node holds with their reference counts.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -12,9 +13,23 @@
 
 class ParameterModule;
 
+// A module a node holds, and the references clients hold on it there. Clients take and give
+// back references at once under the shared side of the set manager's load lock, so the count
+// is atomic; copies carry the count's value.
 struct ModuleReference {
-    ParameterModule* Module;
-    uint32_t RefCount;
+    ModuleReference() = default;
+    ModuleReference(ParameterModule* pModule, uint32_t refCount)
+        : Module(pModule), RefCount(refCount) {}
+    ModuleReference(const ModuleReference& other)
+        : Module(other.Module), RefCount(other.RefCount.load()) {}
+    ModuleReference& operator=(const ModuleReference& other) {
+        Module = other.Module;
+        RefCount.store(other.RefCount.load());
+        return *this;
+    }
+
+    ParameterModule* Module = nullptr;
+    std::atomic<uint32_t> RefCount{0};
 };
 
 class ZYRA_API ModeEntry {
@@ -63,6 +78,10 @@ public:
     ModeEntry* LastChild = nullptr;
     ModeEntry* NextSibling = nullptr;
     std::unordered_map<std::string, ModuleReference> Modules;
+    // When the set manager last used this node, on its clock of uses; 0 while the node is not
+    // in its list of active modes. Lookups that find their modes in memory stamp it under the
+    // shared side of the load lock instead of reordering that list.
+    std::atomic<uint64_t> LastUse{0};
 
 private:
     // Whether `pModule` was created for this very node (and not shared in from another).

@@ -67,9 +67,9 @@ void ParameterModule::Release() {
         return;
     }
     // References are counted in file mode only. The mode is asked under the lock that a
-    // reload, which may switch it, holds.
+    // reload, which may switch it, holds exclusively.
     ParameterSetManager* pSetManager = Data->SetManager;
-    ParameterMutexLock lock(&pSetManager->GetLoadLock(), false);
+    ParameterMutexLock lock(&pSetManager->GetLoadLock(), true);
     if (pSetManager->IsFileMode()) {
         pSetManager->ReleaseModule(this);
     }

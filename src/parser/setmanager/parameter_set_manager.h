@@ -5,6 +5,7 @@
 // of the live tuning service.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -209,7 +210,20 @@ protected:
     ModeEntry* m_rootMode = nullptr;
     ModeEntry** m_modes = nullptr;
     uint32_t m_modeCount = 0;
+    // The modes in memory that eviction may take out. Its order is that of the modes'
+    // LastUse stamps, most recent first, once SortActiveModes has run.
     PList<ModeEntry*> m_activeModes;
+    // The clock of ModeEntry::LastUse; each use takes the next value. Warm lookups of every
+    // thread advance it, so it keeps a cache line to itself, away from the fields they read.
+    struct UseClock {
+        char before[64];
+        std::atomic<uint64_t> next{0};
+        char after[64 - sizeof(std::atomic<uint64_t>)];
+    } m_useClock;
+
+    // Puts m_activeModes in the order of use. Warm lookups only stamp their modes, so this
+    // runs before the order is looked at, under the exclusive side of the load lock.
+    void SortActiveModes();
 
     // A new, empty set manager of this very class with its prototypes registered, which
     // UpdateBinaryParameters loads the new binary into; null when memory ran out. A class
@@ -300,13 +314,26 @@ private:
     // GetModule once a tree is there: the instance chosen and referenced, or null.
     ParameterModule* SelectModule(const char* pName, const TuningMode* pBranch,
                                   unsigned int count);
+    // Loads and walks a branch whose modes are all in memory and listed as active, with no
+    // eviction due, in file mode. Loading such a branch only stamps its tracked modes, which
+    // needs no more than the shared side of the load lock. Gives the deepest instance along
+    // the branch (null when none) and whether the root holds the name; false, with nothing
+    // changed or logged, for any other branch.
+    bool WalkWarmBranch(const std::string& name, const TuningMode* pBranch, unsigned int count,
+                        ParameterModule*& pChoice, bool& inRoot);
     void AddOwnerReference(ParameterModule* pModule);
     void LogModuleLoading(ModeEntry* pMode, ModeEntry* pTarget, bool load, const char* pName,
                           const TuningMode* pBranch, unsigned int count);
     bool LoadModeModules(ModeEntry* pTarget, bool tracking, std::vector<ModeEntry*>& touched);
     void UnloadModeModules(ModeEntry* pTarget);
-    // Puts a tracked mode in front of m_activeModes, as the most recently used.
+    // Whether loading `pTarget` touches it: from Usecase on, and holding modules of its own.
+    static bool IsTrackedMode(ModeEntry* pTarget);
+    // How many modes m_activeModes keeps before eviction starts.
+    uint32_t ActiveModeLimit() const;
+    // Stamps a tracked mode as the most recently used, listing it when it was not.
     void TouchActiveMode(ModeEntry* pMode);
+    // Takes a mode out of m_activeModes, when there.
+    void ForgetActiveMode(ModeEntry* pMode);
     void EvictModes(bool tracking, const char* pName, const TuningMode* pBranch,
                     unsigned int count, int& fileReferences);
     // Reloads a file that changed on disk; false when other readers of the data keep this

@@ -56,7 +56,7 @@ bool ParameterSetManager::LoadModules(ModeEntry* pMode, bool load, const char* p
         UnloadModeModules(pTarget);
         return true;
     }
-    const bool tracked = pTarget->Mode.mode >= kFirstTrackedMode && pTarget->HasLocalModules();
+    const bool tracked = IsTrackedMode(pTarget);
     bool result = true;
     if (pTarget->Loaded) {
         if (tracked) {
@@ -136,7 +136,7 @@ void ParameterSetManager::UnloadModeModules(ModeEntry* pTarget) {
         }
         if (pModule->Loaded && entry.second.RefCount != 0) {
             LOG_ERROR("Unloading referenced module %s, Mode: %s, Ref count: %u", pModule->Name,
-                      pModule->Data->ModulePath, entry.second.RefCount);
+                      pModule->Data->ModulePath, entry.second.RefCount.load());
         }
         pModule->UnloadModule();
     }
@@ -148,29 +148,58 @@ void ParameterSetManager::UnloadModeModules(ModeEntry* pTarget) {
         LOG_ERROR("Unloading mode with %u unreleased modules: %s", unreleased, path);
     }
     pTarget->ReleaseReferences();
-    const uint32_t index = IndexOf(m_activeModes, pTarget);
-    if (index < m_activeModes.Count()) {
-        m_activeModes.Remove(index);
-    }
+    ForgetActiveMode(pTarget);
+}
+
+bool ParameterSetManager::IsTrackedMode(ModeEntry* pTarget) {
+    return pTarget->Mode.mode >= kFirstTrackedMode && pTarget->HasLocalModules();
+}
+
+uint32_t ParameterSetManager::ActiveModeLimit() const {
+    return std::max(m_maxActiveModes, kMinActiveModes);
 }
 
 void ParameterSetManager::TouchActiveMode(ModeEntry* pMode) {
     if (pMode->Mode.mode < kFirstTrackedMode) {
         return;
     }
-    const uint32_t index = IndexOf(m_activeModes, pMode);
-    if (index == 0 && m_activeModes.Count() != 0) {
+    // Listed in front, where its new stamp puts it anyway. A mode the list has no room for
+    // stays unlisted, and so unstamped.
+    if (pMode->LastUse.load() == 0 && !m_activeModes.Insert(0, pMode)) {
         return;
     }
+    pMode->LastUse.store(m_useClock.next.fetch_add(1) + 1);
+}
+
+void ParameterSetManager::ForgetActiveMode(ModeEntry* pMode) {
+    const uint32_t index = IndexOf(m_activeModes, pMode);
     if (index < m_activeModes.Count()) {
         m_activeModes.Remove(index);
     }
-    m_activeModes.Insert(0, pMode);
+    pMode->LastUse.store(0);
+}
+
+void ParameterSetManager::SortActiveModes() {
+    // Insertion sort: the list is short, and only the modes that warm lookups stamped since
+    // the last sort are out of place.
+    for (uint32_t i = 1; i < m_activeModes.Count(); ++i) {
+        ModeEntry* pMode = m_activeModes[i];
+        const uint64_t lastUse = pMode->LastUse.load();
+        uint32_t j = i;
+        for (; j > 0 && m_activeModes[j - 1]->LastUse.load() < lastUse; --j) {
+            m_activeModes[j] = m_activeModes[j - 1];
+        }
+        m_activeModes[j] = pMode;
+    }
 }
 
 void ParameterSetManager::EvictModes(bool tracking, const char* pName, const TuningMode* pBranch,
                                      unsigned int count, int& fileReferences) {
-    const uint32_t limit = std::max(m_maxActiveModes, kMinActiveModes);
+    const uint32_t limit = ActiveModeLimit();
+    if (m_activeModes.Count() <= limit) {
+        return;
+    }
+    SortActiveModes();
     // One pass from the least recently used end: a mode still referenced stays where it
     // is, so the list may remain longer than the limit.
     for (uint32_t index = m_activeModes.Count(); index > limit; --index) {
@@ -180,7 +209,7 @@ void ParameterSetManager::EvictModes(bool tracking, const char* pName, const Tun
                 LoadModules(pMode, false, pName, pBranch, count, fileReferences);
             }
         } else {
-            m_activeModes.Remove(index - 1);
+            ForgetActiveMode(pMode);
         }
     }
 }

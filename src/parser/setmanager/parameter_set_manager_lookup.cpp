@@ -16,6 +16,8 @@ namespace {
 
 constexpr unsigned int kBranchPathSize = 256;
 constexpr unsigned int kModePathSize = 128;
+// Deeper branches take the exclusive path.
+constexpr unsigned int kWarmBranchModes = 16;
 
 bool StartsAtDefault(const TuningMode* pBranch) {
     return pBranch[0].Mode == 0 && pBranch[0].SubMode == 0;
@@ -73,6 +75,23 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
         }
         return branchPath;
     };
+    const auto notInDefaultScenario = [&] {
+        char rootPath[kModePathSize] = "";
+        m_rootMode->GetModePath(rootPath, sizeof(rootPath));
+        LOG_WARNING("GetModule %s module not found in default scenario (%s), mode path: %s",
+                    pName, rootPath, path());
+    };
+    const auto handOut = [&](ParameterModule* pChoice, bool fileMode) -> ParameterModule* {
+        if (pChoice != nullptr && fileMode) {
+            AddOwnerReference(pChoice);
+        }
+        if (pChoice == nullptr || !pChoice->Loaded) {
+            LOG_ERROR("GetModule %s failed to find a loaded module in %s, returning null", pName,
+                      path());
+            return nullptr;
+        }
+        return pChoice;
+    };
     if (pBranch == nullptr && count != 0) {
         LOG_ERROR("GetModule(%s) called with modeBranch == null and modeCount = %d, will return "
                   "default mode module data",
@@ -90,6 +109,22 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
                   reinterpret_cast<unsigned long>(m_modes), static_cast<int>(m_modeCount),
                   reinterpret_cast<unsigned long>(m_rootMode));
     }
+    const std::string name(pName);
+    {
+        // Most lookups find their branch in memory; they go on side by side.
+        ParameterMutexLock sharedLoad(&m_loadLock, true);
+        ParameterModule* pChoice = nullptr;
+        bool inRoot = false;
+        if (WalkWarmBranch(name, pBranch, count, pChoice, inRoot)) {
+            if (!inRoot) {
+                notInDefaultScenario();
+                if (pBranch == nullptr || count < 2) {
+                    return nullptr;
+                }
+            }
+            return handOut(pChoice, true);
+        }
+    }
     // From loading the branch to the reference on the choice nothing may unload its modes.
     ParameterMutexLock loadLock(&m_loadLock, false);
     const bool fileMode = IsFileMode();
@@ -101,17 +136,13 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
         LOG_ERROR("GetModule %s called with no binary loaded", pName);
         return nullptr;
     }
-    const std::string name(pName);
     ParameterModule* pChoice = m_rootMode->FindModule(name);
     if (pChoice != nullptr) {
         if (!pChoice->Loaded) {
             pChoice->LoadModule(m_symbolTable);
         }
     } else {
-        char rootPath[kModePathSize] = "";
-        m_rootMode->GetModePath(rootPath, sizeof(rootPath));
-        LOG_WARNING("GetModule %s module not found in default scenario (%s), mode path: %s",
-                    pName, rootPath, path());
+        notInDefaultScenario();
         if (pBranch == nullptr || count < 2) {
             return nullptr;
         }
@@ -130,15 +161,63 @@ ParameterModule* ParameterSetManager::SelectModule(const char* pName, const Tuni
         }
         pChoice = pModule;
     }
-    if (pChoice != nullptr && fileMode) {
-        AddOwnerReference(pChoice);
+    return handOut(pChoice, fileMode);
+}
+
+bool ParameterSetManager::WalkWarmBranch(const std::string& name, const TuningMode* pBranch,
+                                         unsigned int count, ParameterModule*& pChoice,
+                                         bool& inRoot) {
+    // Eviction is due while the list is over its limit; the exclusive path does it.
+    if (!IsFileMode() || m_symbolTable == nullptr || m_rootMode == nullptr ||
+        m_activeModes.Count() > ActiveModeLimit()) {
+        return false;
     }
-    if (pChoice == nullptr || !pChoice->Loaded) {
-        LOG_ERROR("GetModule %s failed to find a loaded module in %s, returning null", pName,
-                  path());
-        return nullptr;
+    // The walk that loading the branch makes; the lookup's walk is the same one.
+    ModeEntry* touched[kWarmBranchModes];
+    unsigned int touchedCount = 0;
+    const auto warm = [&](ModeEntry* pMode) {
+        ModeEntry* pTarget = pMode->LinkTarget();
+        if (!pTarget->Loaded) {
+            return false;
+        }
+        if (!IsTrackedMode(pTarget)) {
+            return true;
+        }
+        if (pTarget->LastUse.load() == 0 || touchedCount == kWarmBranchModes) {
+            return false;
+        }
+        touched[touchedCount++] = pTarget;
+        return true;
+    };
+    // Modules shared in from a mode that was unloaded since are not in memory.
+    const auto loaded = [](ParameterModule* pModule) {
+        return pModule == nullptr || pModule->Loaded;
+    };
+    pChoice = m_rootMode->FindModule(name);
+    inRoot = pChoice != nullptr;
+    if (!warm(m_rootMode) || !loaded(pChoice)) {
+        return false;
     }
-    return pChoice;
+    BranchWalk walk(m_rootMode, pBranch, count);
+    while (ModeEntry* pMode = walk.Next()) {
+        ParameterModule* pModule = pMode->FindModule(name);
+        if (!warm(pMode) || !loaded(pModule)) {
+            return false;
+        }
+        if (pModule != nullptr) {
+            pChoice = pModule;
+        }
+    }
+    if (touchedCount == 0) {
+        return true;
+    }
+    // One block of the clock for the whole walk: the last mode touched is the most recent,
+    // and walks of other threads do not interleave with this one.
+    const uint64_t first = m_useClock.next.fetch_add(touchedCount) + 1;
+    for (unsigned int i = 0; i < touchedCount; ++i) {
+        touched[i]->LastUse.store(first + i);
+    }
+    return true;
 }
 
 void ParameterSetManager::AddOwnerReference(ParameterModule* pModule) {
@@ -153,8 +232,8 @@ void ParameterSetManager::ReleaseModule(const ParameterModule* pModule) {
     if (pModule == nullptr) {
         return;
     }
-    // Exclusive: releases of other threads change the same counts.
-    ParameterMutexLock lock(&m_loadLock, false);
+    // Shared: the counts are atomic, and unloading, which drops them, is exclusive.
+    ParameterMutexLock lock(&m_loadLock, true);
     ModeEntry* pOwner = OwningMode(pModule, "release", this);
     if (pOwner != nullptr) {
         pOwner->ReleaseReference(const_cast<ParameterModule*>(pModule));

@@ -319,6 +319,7 @@ bool ParameterSetManager::GetActiveModes(char* pText, unsigned int size) {
         return false;
     }
     ParameterMutexLock lock(IsFileMode() ? &m_loadLock : nullptr, false);
+    SortActiveModes();
     pText[0] = '\0';
     std::vector<ModeEntry*> listed;
     // One-way: pinned modes count only while no inactive mode has been passed.

@@ -230,12 +230,7 @@ bool ParameterSetManager::SetValue(const TuningMode* pBranch, unsigned int count
     ModeEntry* pMode = pModule->Data != nullptr ? pModule->Data->Mode : nullptr;
     if (pMode != nullptr && !pMode->Pinned) {
         pMode->Pinned = true;
-        for (uint32_t i = 0; i < m_activeModes.Count(); ++i) {
-            if (m_activeModes[i] == pMode) {
-                m_activeModes.Remove(i);
-                break;
-            }
-        }
+        ForgetActiveMode(pMode);
     }
     return true;
 }

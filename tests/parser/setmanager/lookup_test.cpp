@@ -223,6 +223,14 @@ TEST_F(ManyModesTest, LeastRecentlyUsedUnreferencedModeIsEvictedBeyondTheLimit) 
     Use(18);
     EXPECT_TRUE(UseCase(1)->Loaded);
     EXPECT_FALSE(UseCase(2)->Loaded);
+    // Listed most recently used first, also after uses that found their modes in memory.
+    TestModule* pSeventeen = Use(17, true);
+    TestModule* pSixteen = Use(16, true);
+    char text[256];
+    ASSERT_TRUE(manager.GetActiveModes(text, sizeof(text)));
+    EXPECT_STREQ(text, "Default|Usecase.16;Default|Usecase.17");
+    pSeventeen->Release();
+    pSixteen->Release();
 
     // A referenced mode stays, however long ago it was used.
     TestModule* pHeld = Use(19, true);

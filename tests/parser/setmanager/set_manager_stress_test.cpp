@@ -121,5 +121,61 @@ TEST(SetManagerStress, ClientsTunerAndUpdatesOnOneSetManager) {
     EXPECT_EQ(Get(manager, "abc", "0.0|2.5|4.4")->Value, 1000 * kUpdates + 205);
 }
 
+// Holders swap the module of one branch that mostly stays in memory, and so meet on the same
+// reference count, while a churner loads the other use cases, evicting use case 0 now and
+// then, and lists the active modes.
+TEST(SetManagerStress, LookupsOfAWarmBranchCountEveryReferenceWhileOthersEvict) {
+    zyra_test::TempDir dir;
+    const std::vector<uint8_t> binary = Binary(0);
+    const std::string path = dir.Write("warm.bin", std::string(binary.begin(), binary.end()));
+    TestSetManager manager;
+    manager.Register("abc", {1, 2, 3});
+    manager.SetOnDemand(true);
+    manager.SetMaxActiveModes(17);
+    manager.SetLogging(true, true, false);
+    ASSERT_TRUE(manager.LoadBinaryParameters(path.c_str()));
+    const std::vector<TuningMode> warm = Branch("0.0|2.0|4.4|5.5");
+
+    zyra_test::LogCapture capture;
+    std::atomic<unsigned int> failures{0};
+    std::vector<ParameterModule*> held(kReaders, nullptr);
+    std::vector<std::thread> threads;
+    for (unsigned int holder = 0; holder < kReaders; ++holder) {
+        threads.emplace_back([&, holder] {
+            for (unsigned int round = 0; round < kReaderRounds; ++round) {
+                held[holder] = manager.GetModule("abc", warm.data(), 4, held[holder]);
+                if (held[holder] == nullptr || static_cast<TestModule*>(held[holder])->Value != 200) {
+                    ++failures;
+                }
+            }
+        });
+    }
+    threads.emplace_back([&] {
+        char text[1024];
+        for (unsigned int round = 0; round < kReaderRounds; ++round) {
+            const std::vector<TuningMode> branch = Branch(PathFor(kReaders, round));
+            ParameterModule* pModule = manager.GetModule(
+                "abc", branch.data(), static_cast<unsigned int>(branch.size()), nullptr);
+            if (pModule == nullptr || !manager.GetActiveModes(text, sizeof(text))) {
+                ++failures;
+            } else {
+                pModule->Release();
+            }
+        }
+    });
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(failures.load(), 0u);
+    ASSERT_NE(held[0], nullptr);
+    EXPECT_TRUE(held[0]->Loaded);
+    EXPECT_EQ(held[0]->GetReferenceCount(), kReaders);
+    for (ParameterModule* pModule : held) {
+        pModule->Release();
+    }
+    EXPECT_EQ(held[0]->GetReferenceCount(), 0u);
+    EXPECT_EQ(Errors(capture), Texts{});
+}
+
 }  // namespace
 }  // namespace setmanager_test
