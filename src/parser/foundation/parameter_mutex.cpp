@@ -1,6 +1,7 @@
 #include "parser/foundation/parameter_mutex.h"
 
-#include <vector>
+#include <cstdlib>
+#include <new>
 
 #include "parser/foundation/parameter_logging.h"
 
@@ -11,28 +12,60 @@ struct ReadHold {
     uint32_t depth;
 };
 
-// What one thread reads: the slot its outermost reads are counted in, spread over the slots
-// in the order threads first read, and its nesting depth on each lock it reads.
+// What one thread reads: its nesting depth on each lock it reads, and the slot its
+// outermost reads are counted in. Plain data, so that it needs no construction and has no
+// destructor: locks taken while static objects are destroyed at exit, after the thread's
+// own objects, still find it intact.
 struct ThreadReads {
-    ThreadReads() {
-        static std::atomic<unsigned int> s_nextSlot{0};
-        slot = s_nextSlot.fetch_add(1, std::memory_order_relaxed);
-    }
+    static constexpr uint32_t kInlineHolds = 8;
+
     ReadHold* Find(const ParameterMutex* pMutex) {
-        for (ReadHold& hold : holds) {
-            if (hold.pMutex == pMutex) {
-                return &hold;
+        for (uint32_t i = 0; i < count; ++i) {
+            if (At(i).pMutex == pMutex) {
+                return &At(i);
             }
         }
         return nullptr;
     }
+    // Throws std::bad_alloc when a thread reading more than the inline number of locks at
+    // once cannot get more room, as a standard container would.
+    void Add(const ParameterMutex* pMutex) {
+        if (count >= kInlineHolds && count - kInlineHolds == moreCapacity) {
+            const uint32_t capacity = moreCapacity != 0 ? moreCapacity * 2 : kInlineHolds;
+            void* pGrown = std::realloc(pMore, capacity * sizeof(ReadHold));
+            if (pGrown == nullptr) {
+                throw std::bad_alloc();
+            }
+            pMore = static_cast<ReadHold*>(pGrown);
+            moreCapacity = capacity;
+        }
+        At(count++) = ReadHold{pMutex, 1};
+    }
     void Forget(ReadHold* pHold) {
-        *pHold = holds.back();
-        holds.pop_back();
+        *pHold = At(--count);
+        if (count <= kInlineHolds && pMore != nullptr) {
+            std::free(pMore);
+            pMore = nullptr;
+            moreCapacity = 0;
+        }
+    }
+    ReadHold& At(uint32_t index) {
+        return index < kInlineHolds ? holds[index] : pMore[index - kInlineHolds];
+    }
+    unsigned int Slot() {
+        // Threads are spread over the slots in the order they first read.
+        static std::atomic<unsigned int> s_nextSlot{0};
+        if (slotPlusOne == 0) {
+            slotPlusOne = s_nextSlot.fetch_add(1, std::memory_order_relaxed) + 1;
+        }
+        return slotPlusOne - 1;
     }
 
-    unsigned int slot;
-    std::vector<ReadHold> holds;
+    ReadHold holds[kInlineHolds];
+    ReadHold* pMore;
+    uint32_t moreCapacity;
+    uint32_t count;
+    unsigned int slotPlusOne;
 };
 
 thread_local ThreadReads t_reads;
@@ -107,7 +140,7 @@ bool ParameterMutex::LockRead(bool wait) {
         return true;
     }
     // Noted first: should the list fail to grow, nothing else has changed yet.
-    t_reads.holds.push_back(ReadHold{this, 1});
+    t_reads.Add(this);
     ReaderSlot& slot = ThisThreadSlot();
     if (!m_writeHeld.load()) {
         slot.readers.fetch_add(1);
@@ -176,5 +209,5 @@ void ParameterMutex::LeaveSlot(ReaderSlot& slot) {
 }
 
 ParameterMutex::ReaderSlot& ParameterMutex::ThisThreadSlot() {
-    return m_slots[t_reads.slot % kReaderSlots];
+    return m_slots[t_reads.Slot() % kReaderSlots];
 }

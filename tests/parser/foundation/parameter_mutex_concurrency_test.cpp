@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -95,6 +96,39 @@ TEST(ParameterMutexContention, AnyOtherReaderKeepsTheSoleReaderFromWritingWherev
         mutex.Unlock(false);
     }
     mutex.Unlock(true);
+}
+
+TEST(ParameterMutexContention, OneThreadReadingManyLocksAtOnceHoldsEachAsItsOnlyReader) {
+    constexpr int kLocks = 20;
+    std::unique_ptr<ParameterMutex[]> mutexes(new ParameterMutex[kLocks]);
+    const auto othersMayWrite = [&] {
+        std::vector<bool> writable;
+        std::thread([&] {
+            for (int i = 0; i < kLocks; ++i) {
+                writable.push_back(mutexes[i].TryLock(false));
+                if (writable.back()) {
+                    mutexes[i].Unlock(false);
+                }
+            }
+        }).join();
+        return writable;
+    };
+    for (int i = 0; i < kLocks; ++i) {
+        mutexes[i].Lock(true);
+        mutexes[i].Lock(true);
+    }
+    for (int i = 0; i < kLocks; ++i) {
+        ASSERT_TRUE(mutexes[i].TryLock(false)) << i;
+        mutexes[i].Unlock(false);
+    }
+    EXPECT_EQ(othersMayWrite(), std::vector<bool>(kLocks, false));
+    // Released from the front, so that the later holds move into the freed places.
+    for (int i = 0; i < kLocks; ++i) {
+        mutexes[i].Unlock(true);
+        EXPECT_FALSE(othersMayWrite()[i]) << i;
+        mutexes[i].Unlock(true);
+    }
+    EXPECT_EQ(othersMayWrite(), std::vector<bool>(kLocks, true));
 }
 
 }  // namespace
