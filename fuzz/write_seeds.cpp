@@ -11,13 +11,83 @@
 #include <vector>
 
 #include "binwriter/tuning_binary_builder.h"
+#include "binwriter/value_writer.h"
 #include "fuzz_set_manager.h"
 #include "set_manager_test_support.h"
+#include "tuningclient/tuning_packet.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 namespace fs = std::filesystem;
+
+// Two typed catalogue modules on the root and again, other values, on a child: a gamma tree
+// with one node and an exposure convergence module with counted node tables.
+uint32_t AddGamma(binwriter::TuningBinaryBuilder& builder, uint32_t mode, float start) {
+    binwriter::ValueWriter variables(builder);
+    variables.U32(3).U32(1000);
+    const uint32_t variableEntry = builder.AddPointerTarget(variables.Bytes());
+    const uint32_t noChildren = builder.AddPointerTarget({});
+    const uint32_t noRegions = builder.AddPointerTarget({});
+    binwriter::ValueWriter node(builder);
+    node.Float(start).Float(start + 1.f).U32(0).Pointer(noChildren).U32(0).Pointer(noRegions);
+    const uint32_t rootEntry = builder.AddPointerTarget(node.Bytes());
+    binwriter::ValueWriter top(builder);
+    top.I32(1).I32(1).I32(6).I32(1).String("seed");
+    top.U32(2).Pointer(variableEntry).Float(0.25f).Float(0.75f).U32(1).Pointer(rootEntry);
+    return builder.AddModule("gamma16_ife_v2", {1, 6, 1}, mode, top.Bytes());
+}
+
+uint32_t AddConvergence(binwriter::TuningBinaryBuilder& builder, uint32_t mode, float step) {
+    binwriter::ValueWriter top(builder);
+    top.I32(10).I32(0).I32(0).String("seed").U32(1).Float(step).U32(2);
+    for (uint32_t smoothing = 0; smoothing < 2; ++smoothing) {
+        binwriter::ValueWriter nodes(builder);
+        for (uint32_t i = 0; i < 6 * (smoothing + 1); ++i) {
+            nodes.Float(step * static_cast<float>(i));
+        }
+        top.U32(1).U32(smoothing + 1).Pointer(builder.AddPointerTarget(nodes.Bytes()));
+    }
+    top.U32(1).Float(0.5f).I32(-3);
+    for (int i = 0; i < 7; ++i) {
+        top.Float(static_cast<float>(i));
+    }
+    return builder.AddModule("aecxconvergence", {10, 0, 0}, mode, top.Bytes());
+}
+
+Bytes CatalogueTree(const binwriter::Version& format) {
+    using setmanager_test::Record;
+    binwriter::TuningBinaryBuilder builder(format);
+    builder.AddMode(Record(0, 0));
+    builder.AddMode(Record(2, 0, 0));
+    for (uint32_t mode = 0; mode < 2; ++mode) {
+        AddGamma(builder, mode, static_cast<float>(mode));
+        AddConvergence(builder, mode, 0.5f + static_cast<float>(mode));
+    }
+    return builder.Build();
+}
+
+// One request of each command as the tuning client writes it, behind the framing target's
+// settings bytes.
+Bytes DialinStream(uint8_t commandLimit, uint8_t chunk, uint8_t room) {
+    using tuningclient::Command;
+    const std::vector<Bytes> requests = {
+        tuningclient::EncodeRequest(Command::DeviceInfo),
+        tuningclient::EncodeRequest(Command::ActiveModes),
+        tuningclient::EncodeRequest(Command::ControlValues),
+        tuningclient::EncodeTextRequest(Command::Modes, 1, "0.0|2.0"),
+        tuningclient::EncodeTextRequest(Command::Info, 2, "0.0|2.0\nabc"),
+        tuningclient::EncodeTextRequest(Command::GetValues, 3, "0.0|2.0\nabc\nvalue"),
+        tuningclient::EncodeTextRequest(Command::SetValues, 4, "0.0|2.0\nabc\nvalue\n42"),
+        tuningclient::EncodeRequest(Command::TriggerValues),
+        tuningclient::EncodeRequest(Command::Custom, 5, Bytes{1, 2, 3}),
+    };
+    Bytes stream = {commandLimit, chunk, room};
+    for (const Bytes& request : requests) {
+        stream.insert(stream.end(), request.begin(), request.end());
+    }
+    return stream;
+}
 
 Bytes TextInput(uint8_t operation, uint8_t answerSize, const std::string& text) {
     Bytes bytes(2 + text.size());
@@ -55,6 +125,14 @@ int main(int argc, char** argv) {
             Write(corpus / pTarget, binary.first, binary.second);
         }
     }
+    for (const auto& format : {binwriter::Version{3, 0, 0}, binwriter::Version{5, 0, 0}}) {
+        const std::string name = "catalogue_" + std::to_string(format.major) + "_" +
+                                 std::to_string(format.minor) + "_" + std::to_string(format.patch);
+        Write(corpus / "catalogue_fuzzer", name, CatalogueTree(format));
+    }
+    Write(corpus / "dialin_framing_fuzzer", "all_at_once", DialinStream(9, 0, 255));
+    Write(corpus / "dialin_framing_fuzzer", "bytewise", DialinStream(9, 1, 255));
+    Write(corpus / "dialin_framing_fuzzer", "any_command_small_room", DialinStream(255, 7, 15));
     // Operation numbers as text_fuzzer.cpp picks them.
     const std::vector<std::pair<std::string, Bytes>> texts = {
         {"variable", TextInput(0, 32, "regions[12].weights")},
