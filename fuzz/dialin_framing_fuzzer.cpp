@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "fuzz_set_manager.h"
-#include "parser/livetuning/dialin_packet.h"
+#include "parser/livetuning/dialin_protocol.h"
 #include "parser/livetuning/parameter_dialin_com_base.h"
 
 namespace {
@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size) {
     zyra_fuzz::DropLogLines();
     const auto commandLimit = static_cast<unsigned char>(pData[0]);
     const size_t chunk = pData[1] == 0 ? size : pData[1];
-    const unsigned int room = pData[2] < 128 ? pData[2] + 1u : DialinPacket::kMaxSize;
+    const unsigned int room = pData[2] < 128 ? pData[2] + 1u : DialinProtocol::kMaxSize;
     // A set manager for the identifier the packet layer logs under.
     zyra_fuzz::FuzzSetManager logging(false);
     StreamCom com(&logging, pData + kSettingsSize, size - kSettingsSize, chunk);

@@ -106,23 +106,27 @@ unsigned int ParameterDialinComBase::TakeRequest(unsigned char* pOutput, unsigne
     if (length > m_receiveCount) {
         return 0;
     }
-    std::memcpy(pOutput, pHead, std::min<unsigned int>(length, size));
+    // A caller's room may be smaller than the packet: what is logged below reads only the
+    // copied part, and the packet's last byte is taken before the buffer moves on.
+    const unsigned int copied = std::min<unsigned int>(length, size);
+    std::memcpy(pOutput, pHead, copied);
+    const bool endsWithNul = pHead[length - 1] == '\0';
     std::memmove(m_receiveBuffer.get(), pHead + length, m_receiveCount - length);
     m_receiveCount -= length;
     if (command > kLastCommand) {
         char payload[kLoggedPayload + 1] = "";
-        if (length > DialinProtocol::kIdHeaderSize) {
+        if (copied > DialinProtocol::kIdHeaderSize) {
             const unsigned int count =
-                std::min<unsigned int>(length - DialinProtocol::kIdHeaderSize, kLoggedPayload);
+                std::min<unsigned int>(copied - DialinProtocol::kIdHeaderSize, kLoggedPayload);
             std::memcpy(payload, pOutput + DialinProtocol::kIdHeaderSize, count);
             payload[count] = '\0';
         }
-        const unsigned int id = length >= DialinProtocol::kIdHeaderSize
+        const unsigned int id = copied >= DialinProtocol::kIdHeaderSize
                                     ? DialinProtocol::ReadU32(pOutput + DialinProtocol::kIdOffset)
                                     : 0;
         DIALIN_LOG(Debug, "Dialin recv %u bytes, Command %d, ID: %u, Payload: %s",
                    static_cast<unsigned int>(length), static_cast<int>(command), id, payload);
-        if (pOutput[length - 1] != '\0') {
+        if (!endsWithNul) {
             DIALIN_LOG(Error, "Dialin packet missing terminating nul character");
         }
     }
