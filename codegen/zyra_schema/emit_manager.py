@@ -8,6 +8,11 @@ from .catalogue import CatalogueClass
 from .emit_class import manager_glue_declarations
 
 
+# The set managers that serve live tuning; the others hold sensor and detection data that
+# nobody tunes on a running device.
+LIVE_TUNING_MANAGERS = frozenset({"TuningSetManager"})
+
+
 def file_stem(manager: str) -> str:
     """TuningSetManager -> tuning_set_manager."""
     return re.sub(r"(?<=[a-z])(?=[A-Z])", "_", manager).lower()
@@ -82,7 +87,18 @@ def emit_manager_source(manager: str, classes: List[CatalogueClass]) -> str:
         "",
         f"{manager}::{manager}()",
         f'    : CatalogueSetManager("{manager}", kModules,',
-        "                          sizeof(kModules) / sizeof(kModules[0])) {}",
+        "                          sizeof(kModules) / sizeof(kModules[0])) {",
+    ]
+    if manager in LIVE_TUNING_MANAGERS:
+        lines += [
+            "    // Without memory for the worker there is no set manager either, as with a",
+            "    // prototype.",
+            "    if (!CreateDialinWorker()) {",
+            "        throw std::bad_alloc();",
+            "    }",
+        ]
+    lines += [
+        "}",
         "",
         f"ParameterSetManager* {manager}::CreateUpdateSet() {{",
         "    try {",
