@@ -47,6 +47,10 @@ def emit_manager_header(manager: str, classes: List[CatalogueClass]) -> str:
         f"class ZYRA_API {manager} : public CatalogueSetManager {{",
         "public:",
         f"    {manager}();",
+    ]
+    if manager in LIVE_TUNING_MANAGERS:
+        lines.append(f"    ~{manager}() override;")
+    lines += [
         "",
         "    // The module of each name for a mode branch, as its plain top structure; null when",
         "    // the branch has none. `pPrevious`, the caller's earlier one, is given back.",
@@ -69,6 +73,7 @@ def emit_manager_source(manager: str, classes: List[CatalogueClass]) -> str:
         "",
         "#include <new>",
         "",
+        '#include "parser/livetuning/parameter_dialin_worker.h"',
         '#include "parser/setmanager/parameter_module.h"',
         "",
     ]
@@ -96,6 +101,12 @@ def emit_manager_source(manager: str, classes: List[CatalogueClass]) -> str:
             "    if (!CreateDialinWorker()) {",
             "        throw std::bad_alloc();",
             "    }",
+            "}",
+            "",
+            f"{manager}::~{manager}() {{",
+            "    // The running worker logs and serves through this object's virtual functions, so",
+            "    // it stops while they still are this class's.",
+            "    m_dialinWorker->Stop();",
         ]
     lines += [
         "}",

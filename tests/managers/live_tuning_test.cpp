@@ -20,6 +20,8 @@ constexpr unsigned int kCurve = 65;
 
 class ServedTuningSetManager : public TuningSetManager {
 public:
+    // Stopped here too, before this class's part of the object goes.
+    ~ServedTuningSetManager() override { m_dialinWorker->Stop(); }
     ParameterDialinWorker* Worker() { return m_dialinWorker; }
 };
 

@@ -6,7 +6,6 @@
 #include "parser/foundation/parameter_mutex_lock.h"
 #include "parser/foundation/parser_banner.h"
 #include "parser/foundation/parser_object.h"
-#include "parser/livetuning/parameter_dialin_worker.h"
 #include "parser/setmanager/default_module.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/set_manager_log.h"
@@ -42,11 +41,6 @@ CatalogueSetManager::CatalogueSetManager(const char* pClassName, const Registrat
 
 CatalogueSetManager::~CatalogueSetManager() {
     LOG_DEBUG("%s deleting\n", m_className);
-    // A running tuning worker reads the modules destroyed here, so it stops first; the base
-    // destroys it later.
-    if (m_dialinWorker != nullptr) {
-        m_dialinWorker->Stop();
-    }
     ParameterMutexLock lock(&m_dataLock, false);
     DestroyDefaultModules();
 }
