@@ -22,8 +22,19 @@ namespace {
 template <class Base>
 class Managed : public Base, public ToolSetManager {
 public:
+    // A set manager that serves live tuning by itself does so here only when asked.
+    Managed() { this->m_dialinEnabled = false; }
+    // The worker calls this object's virtual functions, so it stops before this class goes.
+    ~Managed() override {
+        if (this->m_dialinWorker != nullptr) {
+            this->m_dialinWorker->Stop();
+        }
+    }
     ParameterSetManager& Manager() override { return *this; }
-    bool EnableLiveTuning() override { return this->CreateDialinWorker(); }
+    bool EnableLiveTuning() override {
+        this->m_dialinEnabled = true;
+        return this->CreateDialinWorker();
+    }
     unsigned short LiveTuningPort() override {
         return this->m_dialinWorker != nullptr ? this->m_dialinWorker->Port() : 0;
     }
