@@ -7,4 +7,5 @@ cmake --preset release >/dev/null
 cmake --build --preset release --target zyratune zyratune_sample
 tool=./build/release/tools/zyratune/zyratune
 "$tool" inspect
-"$tool" get ./build/release/tools/zyratune/sample.bin 'Default|Usecase.Snapshot' flashDriverData.u16Value
+"$tool" get ./build/release/tools/zyratune/sample.bin 'Default|Usecase.Snapshot' \
+  gamma16_ife_v2.parameter_version.revision

@@ -25,7 +25,26 @@ json() { printf '%s' "$2" >"$work/$1"; }
 
 case $group in
 sample)
-  expect 0 "set manager: ImageSensorModuleSetManager" "$tool" inspect
+  expect 0 "set manager: TuningSetManager" "$tool" inspect
+  expect 0 "      - aecxconvergence 10.0.0 typed, 92 bytes, entry 7, shares the values of entry 3" \
+    "$tool" inspect "$sample"
+  expect 0 "    Usecase.Video -> Default|Usecase.Preview" "$tool" inspect "$sample"
+  # Values come through the set manager's text interface, the deepest mode holding the module
+  # answering and a link followed.
+  expect 0 "revision=rear_wide_gamma_snapshot" \
+    "$tool" get "$sample" "Default|Usecase.Snapshot" gamma16_ife_v2.parameter_version.revision
+  expect 0 "unitStepSize=0.3000000119" "$tool" get "$sample" "Default|Usecase.Video" \
+    aecxconvergence.unitStepSize
+  expect 0 "channel_g[32]=766" "$tool" get "$sample" "Default|Usecase.Snapshot|Feature2.MFNRBlend" \
+    "gamma16_ife_v2.lumatrope_gamma16_core.mod_gamma16_trigger_data[1].region[0].channel_g_tab.channel_g[32]"
+  expect 0 "minmax_en=1" "$tool" get "$sample" Default abf40_ife_v2.enable_section
+  expect 0 "abf40_ife_v2=Default,Module" "$tool" info "$sample" Default
+  expect 0 "gyroThreshold=0.3000000119,Float" "$tool" info "$sample" Default aecxconvergence.smartADRC
+  expect 1 "zyratune: $sample: no value aecxconvergence.nosuch in mode Default" \
+    "$tool" get "$sample" Default aecxconvergence.nosuch
+  ;;
+sensor)
+  expect 0 "set manager: ImageSensorModuleSetManager" "$tool" inspect "$sample"
   expect 0 "crc:         ok 0x$(tail -c 4 "$sample" | od -An -tx4 | tr -d ' ')" "$tool" inspect "$sample"
   expect 0 "      - flashDriverData 1.0.0 typed, 66 bytes, entry 7, shares the values of entry 5" \
     "$tool" inspect "$sample"
@@ -142,8 +161,14 @@ live)
     failures=$((failures + 1))
   else
     expect 0 "Usecase.Preview,Usecase.Snapshot,Usecase.ZSL,Usecase.Video" "$tool" tune "$port" modes
-    expect 0 "flashDriverData=Default,Module;sensorBinSocIdMap=Default,Module;cameraModuleData=Default,Module" \
+    expect 0 "aecxconvergence=Default,Module;abf40_ife_v2=Default,Module;gamma16_ife_v2=Default,Module" \
       "$tool" tune "127.0.0.1:$port" info Default
+    expect 0 "parameter_version.revision=rear_wide_gamma_snapshot" \
+      "$tool" tune "$port" get "Default|Usecase.Snapshot" gamma16_ife_v2 parameter_version.revision
+    # A set value is read back; the fields beside it keep theirs.
+    expect 0 "unitStepSize=0.25" "$tool" tune "$port" set Default aecxconvergence unitStepSize=0.25
+    expect 0 "unitStepSize=0.25;moduleID=0" \
+      "$tool" tune "$port" get Default aecxconvergence unitStepSize,moduleID
     expect 0 "result 0, data " "$tool" tune "$port" custom 00
     expect 2 "zyratune: tune: unknown command or wrong arguments; one of device-info, active-modes, control-values, trigger-values, modes [PATH], info PATH [MODULE], get PATH MODULE [NAMES], set PATH MODULE ASSIGNMENTS, custom [HEX]" \
       "$tool" tune "$port" get Default
