@@ -56,6 +56,8 @@ sensor)
   expect 0 "text=flash_pmic_torch" "$tool" get "$sample" "Default|Usecase.Video" flashDriverData
   expect 0 "text=soc519" "$tool" get "$sample" "Default|Usecase.Snapshot|Feature2.MFNRBlend" \
     "sensorBinSocIdMap.socIdInfo[0].text"
+  expect 0 "binName[1]=rear_wide_common.bin" "$tool" get "$sample" Default \
+    "sensorBinSocIdMap.socIdInfo[0].binName[1]"
   expect 0 "u32Value1=1800000" "$tool" get "$sample" Default \
     "flashDriverData.powerSequenceInfo1.powerSetting[0].u32Value1"
   expect 0 "cameraModuleData=Default,Module" "$tool" info "$sample" Default

@@ -77,8 +77,8 @@ unsigned char* FieldView::At(uint32_t index) const {
     return pFirst + uint64_t{index} * ElementSize(field->element);
 }
 
-const char* FieldView::Text() const {
-    const char* pText = static_cast<const char*>(GetPointer(pFirst, 0));
+const char* FieldView::Text(uint32_t index) const {
+    const char* pText = static_cast<const char*>(GetPointer(At(index), 0));
     return pText != nullptr ? pText : "";
 }
 

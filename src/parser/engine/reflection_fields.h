@@ -39,8 +39,10 @@ struct FieldView {
     const ElementType& Element() const { return field->element; }
     unsigned char* At(uint32_t index) const;
     bool IsString() const { return field->kind == FieldKind::String; }
-    // The text of a string field, empty while it is not loaded.
-    const char* Text() const;
+    // Elements that are texts: a string field, or an array of string pointers.
+    bool HoldsTexts() const { return IsString() || field->element.kind == ElementKind::String; }
+    // The text of a string field or of one element of a string array, empty while not loaded.
+    const char* Text(uint32_t index = 0) const;
 };
 
 FieldView ViewOf(const FieldDescriptor& field, void* pStructure);

@@ -24,6 +24,25 @@ void WriteAll(const FieldView& view, char* pOut, unsigned int length) {
     }
 }
 
+// The text at `index`, or every text joined by ',' when the index names none.
+bool GetTexts(const FieldView& view, unsigned int index, char* pOut, unsigned int length) {
+    if (length == 0) {
+        return true;
+    }
+    if (index < view.count) {
+        Zyra::OsUtils::StrLCpy(pOut, view.Text(index), length);
+        return true;
+    }
+    pOut[0] = '\0';
+    for (uint32_t i = 0; i < view.count; ++i) {
+        if (i > 0) {
+            Zyra::OsUtils::StrLCat(pOut, ",", length);
+        }
+        Zyra::OsUtils::StrLCat(pOut, view.Text(i), length);
+    }
+    return true;
+}
+
 bool GetNumbers(const FieldView& view, unsigned int index, char* pOut, unsigned int length) {
     if (!view.isArray) {
         // A single value or an optional one; a path going on below it is ignored.
@@ -50,9 +69,8 @@ bool GetValue(const StructDescriptor& descriptor, void* pStructure, const char* 
     if (pOut == nullptr || !Reflection::ViewStep(descriptor, pStructure, pPath, step, view)) {
         return false;
     }
-    if (view.IsString()) {
-        Zyra::OsUtils::StrLCpy(pOut, view.Text(), length);
-        return true;
+    if (view.HoldsTexts()) {
+        return GetTexts(view, step.index, pOut, length);
     }
     if (view.Element().kind != ElementKind::Struct) {
         return GetNumbers(view, step.index, pOut, length);

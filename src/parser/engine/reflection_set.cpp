@@ -59,7 +59,7 @@ bool SetValue(const StructDescriptor& descriptor, void* pStructure, const char* 
     if (pValue == nullptr || !Reflection::ViewStep(descriptor, pStructure, pPath, step, view)) {
         return false;
     }
-    if (view.IsString()) {
+    if (view.HoldsTexts()) {
         return false;  // texts belong to the binary and are never replaced
     }
     if (view.Element().kind != ElementKind::Struct) {
