@@ -1,10 +1,12 @@
 """The module class of a top structure, the same for typed and opaque classes: its
 declaration, its glue to the engine, and the three functions the set managers reach it by."""
 
-from typing import List
+from typing import List, Optional
 
 
-def class_declaration(top: str, reflection: bool = False) -> List[str]:
+def class_declaration(top: str, reflection: bool = False,
+                      extra: Optional[List[str]] = None) -> List[str]:
+    """`extra` declares what only some classes have, such as trigger tree or clone methods."""
     name = f"{top}Class"
     reflective = [
         "    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;",
@@ -28,8 +30,7 @@ def class_declaration(top: str, reflection: bool = False) -> List[str]:
         "    static const char* GetName(const char* pName);",
         "    // The tables the engine loads this class by.",
         "    static const ParameterEngine::ModuleDescriptor& Descriptor();",
-        "};",
-    ]
+    ] + (extra or []) + ["};"]
 
 
 def top_members() -> List[str]:
@@ -102,8 +103,7 @@ const char* {cls}::GetName(const char* pName) {{
 
 unsigned int {top}::GetModified() const {{ return static_cast<const {cls}*>(this)->Modified; }}
 
-void {top}::Release() {{ static_cast<{cls}*>(this)->Release(); }}""".split("\n") + \
-        manager_glue_definitions(top)
+void {top}::Release() {{ static_cast<{cls}*>(this)->Release(); }}""".split("\n")
 
 
 def manager_glue_definitions(top: str) -> List[str]:

@@ -3,7 +3,7 @@
 from typing import List
 
 from .cpp_names import class_name, dims_suffix, element_type, table_name
-from .emit_class import manager_glue_declarations
+from .emit_class import class_declaration, manager_glue_declarations
 from .model import Enum, Field, Module, Namespace, Structure
 
 INDENT = "    "
@@ -65,13 +65,6 @@ def _structure(structure: Structure, depth: int, is_top: bool, namespace: str,
 
 
 def _module_class(module: Module, reflection: bool, clone: bool) -> List[str]:
-    top = module.top
-    name = class_name(top)
-    reflective = [
-        "    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;",
-        "    bool SetValue(const char* pPath, const char* pValue) override;",
-        "    bool GetInfo(const char* pPath, PList<ParameterParserInfo>& info) override;",
-    ] if reflection else []
     extra: List[str] = []
     tree = module.tree
     if tree is not None:
@@ -84,26 +77,9 @@ def _module_class(module: Module, reflection: bool, clone: bool) -> List[str]:
     if clone:
         extra += [
             "    // A private copy, registered nowhere, that its caller deletes.",
-            f"    virtual {name}* Clone();",
+            f"    virtual {class_name(module.top)}* Clone();",
         ]
-    return [
-        f"class {name} : public ParameterModule, public {top.name} {{",
-        "public:",
-        f"    explicit {name}(const char* pName);",
-        f"    {name}(const char* pName, ModuleData* pData);",
-        f"    ~{name}() override;",
-        "",
-        "    ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;",
-        "    bool LoadModule(ParameterFileSymbolTable* pTable) override;",
-        "    void UnloadModule() override;",
-    ] + reflective + [
-        "    void Release() { ParameterModule::Release(); }",
-        "",
-        "    // The registered name whose short form is `pName`, or `pName` itself.",
-        "    static const char* GetName(const char* pName);",
-        "    // The tables the engine loads this class by.",
-        "    static const ParameterEngine::ModuleDescriptor& Descriptor();",
-    ] + extra + ["};"]
+    return class_declaration(module.top.name, reflection, extra)
 
 
 def _shared_tables(namespace: Namespace) -> List[str]:

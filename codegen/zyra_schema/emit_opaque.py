@@ -6,7 +6,7 @@ from typing import List
 
 from .catalogue import CatalogueClass
 from .emit_class import (class_declaration, class_definitions, manager_glue_declarations,
-                         module_descriptor, top_members)
+                         manager_glue_definitions, module_descriptor, top_members)
 
 
 def opaque_header(entry: CatalogueClass) -> List[str]:
@@ -30,7 +30,7 @@ def opaque_definitions(entry: CatalogueClass) -> List[str]:
     load = (f"ParameterEngine::LoadRawModule(*this, kModule_{top}, ModuleID, rawDataSize, "
             "rawData, pTable)")
     unload = "ParameterEngine::UnloadRawModule(*this, rawDataSize, rawData)"
-    return class_definitions(top, load, unload)
+    return class_definitions(top, load, unload) + manager_glue_definitions(top)
 
 
 def opaque_namespace_header(namespace: str, entries: List[CatalogueClass]) -> str:

@@ -3,7 +3,7 @@
 from typing import List, Tuple
 
 from .cpp_names import class_name, scalar_type, table_name
-from .emit_class import manager_glue_definitions
+from .emit_class import class_definitions, manager_glue_definitions
 from .model import Enum, Field, Module, Namespace, Scalar, String, Structure
 
 # Lines of code with their linkage: True for tables only this source refers to.
@@ -204,53 +204,11 @@ bool {cls}::GetInfo(const char* pPath, PList<ParameterParserInfo>& info) {{
 
 def _module_glue(module: Module, reflection: bool) -> List[str]:
     top = module.top.name
-    cls = class_name(module.top)
-    reflective = _reflection_glue(cls, top) if reflection else ""
-    return f"""
-{cls}::{cls}(const char* pName) : {cls}(pName, nullptr) {{}}
-
-{cls}::{cls}(const char* pName, ModuleData* pData)
-    : ParameterModule(pName, kModule_{top}.major, kModule_{top}.minor, kModule_{top}.patch, pData),
-      {top}() {{}}
-
-{cls}::~{cls}() {{
-    if (Loaded) {{
-        {cls}::UnloadModule();
-    }}
-}}
-
-namespace {{
-ParameterModule* New{cls}(const char* pName, ModuleData* pData, uint32_t moduleId) {{
-    auto* pModule = new (std::nothrow) {cls}(pName, pData);
-    if (pModule != nullptr) {{
-        pModule->ModuleID = moduleId;
-    }}
-    return pModule;
-}}
-}}  // namespace
-
-ParameterModule* {cls}::Create(ModuleData* pData, DefaultModule* pDefault) const {{
-    return ParameterEngine::CreateModule(*this, kModule_{top}, pData, pDefault, &New{cls});
-}}
-
-bool {cls}::LoadModule(ParameterFileSymbolTable* pTable) {{
-    return ParameterEngine::LoadModule(*this, kModule_{top}, ModuleID, static_cast<{top}*>(this),
-                                       pTable);
-}}
-
-void {cls}::UnloadModule() {{
-    ParameterEngine::UnloadModule(*this, kModule_{top}, static_cast<{top}*>(this));
-}}
-
-const ModuleDescriptor& {cls}::Descriptor() {{ return kModule_{top}; }}
-
-const char* {cls}::GetName(const char* pName) {{
-    return ParameterEngine::RegisteredName(kModule_{top}, pName);
-}}{reflective}
-
-unsigned int {top}::GetModified() const {{ return static_cast<const {cls}*>(this)->Modified; }}
-
-void {top}::Release() {{ static_cast<{cls}*>(this)->Release(); }}""".split("\n")
+    reflective = _reflection_glue(class_name(module.top), top) if reflection else ""
+    load = (f"ParameterEngine::LoadModule(*this, kModule_{top}, ModuleID, "
+            f"static_cast<{top}*>(this),\n                                       pTable)")
+    unload = f"ParameterEngine::UnloadModule(*this, kModule_{top}, static_cast<{top}*>(this))"
+    return class_definitions(top, load, unload, reflective)
 
 
 def _held_by_field(namespace: Namespace, structure: Structure) -> bool:
