@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # cli_test.sh GROUP TOOL SAMPLE: runs the tool and checks exit codes and exact output lines.
 set -uo pipefail
-group=$1 tool=$2 sample=$3
+group=$1 sample=$3
+# ZYRATUNE_RUNNER runs the tool of a cross build, e.g. under qemu-user.
+read -ra runner <<<"${ZYRATUNE_RUNNER:-}"
+tool=("${runner[@]}" "$2")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
@@ -25,55 +28,55 @@ json() { printf '%s' "$2" >"$work/$1"; }
 
 case $group in
 sample)
-  expect 0 "set manager: TuningSetManager" "$tool" inspect
+  expect 0 "set manager: TuningSetManager" "${tool[@]}" inspect
   expect 0 "      - aecxconvergence 10.0.0 typed, 92 bytes, entry 7, shares the values of entry 3" \
-    "$tool" inspect "$sample"
-  expect 0 "    Usecase.Video -> Default|Usecase.Preview" "$tool" inspect "$sample"
+    "${tool[@]}" inspect "$sample"
+  expect 0 "    Usecase.Video -> Default|Usecase.Preview" "${tool[@]}" inspect "$sample"
   # Values come through the set manager's text interface, the deepest mode holding the module
   # answering and a link followed.
   expect 0 "revision=rear_wide_gamma_snapshot" \
-    "$tool" get "$sample" "Default|Usecase.Snapshot" gamma16_ife_v2.parameter_version.revision
-  expect 0 "unitStepSize=0.3000000119" "$tool" get "$sample" "Default|Usecase.Video" \
+    "${tool[@]}" get "$sample" "Default|Usecase.Snapshot" gamma16_ife_v2.parameter_version.revision
+  expect 0 "unitStepSize=0.3000000119" "${tool[@]}" get "$sample" "Default|Usecase.Video" \
     aecxconvergence.unitStepSize
-  expect 0 "channel_g[32]=766" "$tool" get "$sample" "Default|Usecase.Snapshot|Feature2.MFNRBlend" \
+  expect 0 "channel_g[32]=766" "${tool[@]}" get "$sample" "Default|Usecase.Snapshot|Feature2.MFNRBlend" \
     "gamma16_ife_v2.lumatrope_gamma16_core.mod_gamma16_trigger_data[1].region[0].channel_g_tab.channel_g[32]"
-  expect 0 "minmax_en=1" "$tool" get "$sample" Default abf40_ife_v2.enable_section
-  expect 0 "abf40_ife_v2=Default,Module" "$tool" info "$sample" Default
-  expect 0 "gyroThreshold=0.3000000119,Float" "$tool" info "$sample" Default aecxconvergence.smartADRC
+  expect 0 "minmax_en=1" "${tool[@]}" get "$sample" Default abf40_ife_v2.enable_section
+  expect 0 "abf40_ife_v2=Default,Module" "${tool[@]}" info "$sample" Default
+  expect 0 "gyroThreshold=0.3000000119,Float" "${tool[@]}" info "$sample" Default aecxconvergence.smartADRC
   expect 1 "zyratune: $sample: no value aecxconvergence.nosuch in mode Default" \
-    "$tool" get "$sample" Default aecxconvergence.nosuch
+    "${tool[@]}" get "$sample" Default aecxconvergence.nosuch
   ;;
 sensor)
-  expect 0 "set manager: ImageSensorModuleSetManager" "$tool" inspect "$sample"
-  expect 0 "crc:         ok 0x$(tail -c 4 "$sample" | od -An -tx4 | tr -d ' ')" "$tool" inspect "$sample"
+  expect 0 "set manager: ImageSensorModuleSetManager" "${tool[@]}" inspect "$sample"
+  expect 0 "crc:         ok 0x$(tail -c 4 "$sample" | od -An -tx4 | tr -d ' ')" "${tool[@]}" inspect "$sample"
   expect 0 "      - flashDriverData 1.0.0 typed, 66 bytes, entry 7, shares the values of entry 5" \
-    "$tool" inspect "$sample"
-  expect 0 "    Usecase.Video -> Default|Usecase.Preview" "$tool" inspect "$sample"
-  expect 0 "        - sensorBinSocIdMap 1.0.0 typed, 20 bytes, entry 6" "$tool" inspect "$sample"
+    "${tool[@]}" inspect "$sample"
+  expect 0 "    Usecase.Video -> Default|Usecase.Preview" "${tool[@]}" inspect "$sample"
+  expect 0 "        - sensorBinSocIdMap 1.0.0 typed, 20 bytes, entry 6" "${tool[@]}" inspect "$sample"
   # Values along branches: the deepest mode holding the module answers, a link follows.
-  expect 0 "u16Value=1500" "$tool" get "$sample" "Default|Usecase.Snapshot" flashDriverData.u16Value
-  expect 0 "u16Value=200" "$tool" get "$sample" "Default|Usecase.Video" flashDriverData u16Value,text
-  expect 0 "text=flash_pmic_torch" "$tool" get "$sample" "Default|Usecase.Video" flashDriverData
-  expect 0 "text=soc519" "$tool" get "$sample" "Default|Usecase.Snapshot|Feature2.MFNRBlend" \
+  expect 0 "u16Value=1500" "${tool[@]}" get "$sample" "Default|Usecase.Snapshot" flashDriverData.u16Value
+  expect 0 "u16Value=200" "${tool[@]}" get "$sample" "Default|Usecase.Video" flashDriverData u16Value,text
+  expect 0 "text=flash_pmic_torch" "${tool[@]}" get "$sample" "Default|Usecase.Video" flashDriverData
+  expect 0 "text=soc519" "${tool[@]}" get "$sample" "Default|Usecase.Snapshot|Feature2.MFNRBlend" \
     "sensorBinSocIdMap.socIdInfo[0].text"
-  expect 0 "binName[1]=rear_wide_common.bin" "$tool" get "$sample" Default \
+  expect 0 "binName[1]=rear_wide_common.bin" "${tool[@]}" get "$sample" Default \
     "sensorBinSocIdMap.socIdInfo[0].binName[1]"
-  expect 0 "u32Value1=1800000" "$tool" get "$sample" Default \
+  expect 0 "u32Value1=1800000" "${tool[@]}" get "$sample" Default \
     "flashDriverData.powerSequenceInfo1.powerSetting[0].u32Value1"
-  expect 0 "cameraModuleData=Default,Module" "$tool" info "$sample" Default
-  expect 0 "powerSetting,Structure,2" "$tool" info "$sample" Default flashDriverData.powerSequenceInfo1
-  expect 0 'Default|Usecase.ZSL flashDriverData.text = "flash_pmic_main"' "$tool" dump "$sample"
+  expect 0 "cameraModuleData=Default,Module" "${tool[@]}" info "$sample" Default
+  expect 0 "powerSetting,Structure,2" "${tool[@]}" info "$sample" Default flashDriverData.powerSequenceInfo1
+  expect 0 'Default|Usecase.ZSL flashDriverData.text = "flash_pmic_main"' "${tool[@]}" dump "$sample"
   expect 0 'Default|Usecase.Snapshot|Feature2.MFNRBlend sensorBinSocIdMap.socIdInfo[0].binName = ["rear_wide_mfnr.bin"]' \
-    "$tool" dump "$sample"
+    "${tool[@]}" dump "$sample"
   expect 1 "zyratune: $sample: no value flashDriverData.nosuch in mode Default" \
-    "$tool" get "$sample" Default flashDriverData.nosuch
-  expect 1 "zyratune: $sample: no value awb in mode Default" "$tool" get "$sample" Default awb
-  expect 1 "zyratune: $sample: no mode path 'Usecase.Nosuch'" "$tool" info "$sample" Usecase.Nosuch
+    "${tool[@]}" get "$sample" Default flashDriverData.nosuch
+  expect 1 "zyratune: $sample: no value awb in mode Default" "${tool[@]}" get "$sample" Default awb
+  expect 1 "zyratune: $sample: no mode path 'Usecase.Nosuch'" "${tool[@]}" info "$sample" Usecase.Nosuch
   # Usage errors.
-  expect 2 "zyratune: MODEPATH is required (see zyratune --help)" "$tool" get "$sample"
-  expect 2 "zyratune: A subcommand is required (see zyratune --help)" "$tool"
-  expect 2 "zyratune: bad port in 'host:99999'" "$tool" tune host:99999 active-modes
-  expect 2 "zyratune: custom payload 'xyz' is not hex bytes" "$tool" tune 1 custom xyz
+  expect 2 "zyratune: MODEPATH is required (see zyratune --help)" "${tool[@]}" get "$sample"
+  expect 2 "zyratune: A subcommand is required (see zyratune --help)" "${tool[@]}"
+  expect 2 "zyratune: bad port in 'host:99999'" "${tool[@]}" tune host:99999 active-modes
+  expect 2 "zyratune: custom payload 'xyz' is not hex bytes" "${tool[@]}" tune 1 custom xyz
   ;;
 bad_input)
   : >"$work/empty.bin"
@@ -81,14 +84,14 @@ bad_input)
   cp "$sample" "$work/crc.bin"
   printf '\xff' | dd of="$work/crc.bin" bs=1 seek=2000 conv=notrunc 2>/dev/null
   echo "not a binary" >"$work/text.bin"
-  expect 1 "zyratune: $work/missing.bin: cannot open file" "$tool" inspect "$work/missing.bin"
-  expect 1 "zyratune: $work: is a directory" "$tool" dump "$work"
-  expect 1 "zyratune: $work/empty.bin: empty file" "$tool" inspect "$work/empty.bin"
+  expect 1 "zyratune: $work/missing.bin: cannot open file" "${tool[@]}" inspect "$work/missing.bin"
+  expect 1 "zyratune: $work: is a directory" "${tool[@]}" dump "$work"
+  expect 1 "zyratune: $work/empty.bin: empty file" "${tool[@]}" inspect "$work/empty.bin"
   expect 1 "zyratune: $work/short.bin: not a loadable tuning binary: Binary header data too small: Expected: $(stat -c %s "$sample") bytes, Actual: 200 bytes" \
-    "$tool" inspect "$work/short.bin"
+    "${tool[@]}" inspect "$work/short.bin"
   expect 1 "zyratune: $work/text.bin: not a loadable tuning binary: General error parsing binary header data header" \
-    "$tool" get "$work/text.bin" Default flashDriverData
-  crc=$("$tool" inspect "$work/crc.bin" 2>&1)
+    "${tool[@]}" get "$work/text.bin" Default flashDriverData
+  crc=$("${tool[@]}" inspect "$work/crc.bin" 2>&1)
   [[ $crc =~ ^"zyratune: $work/crc.bin: not a loadable tuning binary: CRC mismatch (stored 0x" ]] ||
     { echo "FAILED: CRC: $crc"; failures=$((failures + 1)); }
   # Descriptions build refuses, each with the file and the place named.
@@ -102,7 +105,7 @@ bad_input)
   json opaque.json '{"modes":{"mode":"Default","modules":[{"name":"nosuchmodule"}]}}'
   json syntax.json '{"modes":'
   for f in range negative field array mode link twice opaque syntax; do
-    "$tool" build "$work/$f.json" -o "$work/out.bin" >/dev/null 2>"$work/$f.err"
+    "${tool[@]}" build "$work/$f.json" -o "$work/out.bin" >/dev/null 2>"$work/$f.err"
     echo "$? $(cat "$work/$f.err")"
   done >"$work/build.txt"
   diff -u - "$work/build.txt" <<END || failures=$((failures + 1))
@@ -119,16 +122,16 @@ END
   ;;
 round_trip)
   # The JSON dump of a typed binary builds back into the same bytes and the same dump.
-  "$tool" dump --json "$sample" >"$work/sample.json" || failures=$((failures + 1))
+  "${tool[@]}" dump --json "$sample" >"$work/sample.json" || failures=$((failures + 1))
   expect 0 "wrote $work/again.bin ($(stat -c %s "$sample") bytes)" \
-    "$tool" build "$work/sample.json" -o "$work/again.bin"
+    "${tool[@]}" build "$work/sample.json" -o "$work/again.bin"
   cmp "$sample" "$work/again.bin" || failures=$((failures + 1))
   # Every format version the parser reads gives the same values, in 8-byte slots or packed.
-  "$tool" dump "$sample" >"$work/reference.txt"
+  "${tool[@]}" dump "$sample" >"$work/reference.txt"
   for version in 1.0.0 1.0.2 1.1.0 2.0.0 3.0.0 3.0.1 3.0.2 4.0.0 5.0.0; do
     sed "s/\"version\": \"5.0.0\"/\"version\": \"$version\"/" "$work/sample.json" >"$work/v.json"
-    "$tool" build "$work/v.json" -o "$work/v.bin" >/dev/null &&
-      "$tool" dump "$work/v.bin" | cmp -s - "$work/reference.txt" ||
+    "${tool[@]}" build "$work/v.json" -o "$work/v.bin" >/dev/null &&
+      "${tool[@]}" dump "$work/v.bin" | cmp -s - "$work/reference.txt" ||
       { echo "FAILED: version $version"; failures=$((failures + 1)); }
   done
   # Entry sizes and sharing as inspect reads them from each layout of the symbol table.
@@ -138,20 +141,20 @@ round_trip)
     [5.0.0]="66 bytes, entry 7, shares the values of entry 5")
   for version in "${!zsl[@]}"; do
     sed "s/\"version\": \"5.0.0\"/\"version\": \"$version\"/" "$work/sample.json" >"$work/v.json"
-    "$tool" build "$work/v.json" -o "$work/v.bin" >/dev/null
-    expect 0 "      - flashDriverData 1.0.0 typed, ${zsl[$version]}" "$tool" inspect "$work/v.bin"
+    "${tool[@]}" build "$work/v.json" -o "$work/v.bin" >/dev/null
+    expect 0 "      - flashDriverData 1.0.0 typed, ${zsl[$version]}" "${tool[@]}" inspect "$work/v.bin"
   done
   # An edited value survives the way back, at the same place and nowhere else.
   sed 's/"u16Value": 200/"u16Value": 250/' "$work/sample.json" >"$work/edited.json"
-  "$tool" build "$work/edited.json" -o "$work/edited.bin" >/dev/null
-  diff <("$tool" dump "$sample") <("$tool" dump "$work/edited.bin") | grep '^[<>]' >"$work/diff.txt"
+  "${tool[@]}" build "$work/edited.json" -o "$work/edited.bin" >/dev/null
+  diff <("${tool[@]}" dump "$sample") <("${tool[@]}" dump "$work/edited.bin") | grep '^[<>]' >"$work/diff.txt"
   diff -u - "$work/diff.txt" <<'END' || failures=$((failures + 1))
 < Default|Usecase.Preview flashDriverData.u16Value = 200
 > Default|Usecase.Preview flashDriverData.u16Value = 250
 END
   ;;
 live)
-  "$tool" serve "$sample" >"$work/serve.out" 2>&1 &
+  "${tool[@]}" serve "$sample" >"$work/serve.out" 2>&1 &
   server=$!
   for _ in $(seq 50); do
     port=$(sed -n 's/.* on port \([0-9]*\)$/\1/p' "$work/serve.out")
@@ -162,18 +165,18 @@ live)
     echo "FAILED: no port from serve: $(cat "$work/serve.out")"
     failures=$((failures + 1))
   else
-    expect 0 "Usecase.Preview,Usecase.Snapshot,Usecase.ZSL,Usecase.Video" "$tool" tune "$port" modes
+    expect 0 "Usecase.Preview,Usecase.Snapshot,Usecase.ZSL,Usecase.Video" "${tool[@]}" tune "$port" modes
     expect 0 "aecxconvergence=Default,Module;abf40_ife_v2=Default,Module;gamma16_ife_v2=Default,Module" \
-      "$tool" tune "127.0.0.1:$port" info Default
+      "${tool[@]}" tune "127.0.0.1:$port" info Default
     expect 0 "parameter_version.revision=rear_wide_gamma_snapshot" \
-      "$tool" tune "$port" get "Default|Usecase.Snapshot" gamma16_ife_v2 parameter_version.revision
+      "${tool[@]}" tune "$port" get "Default|Usecase.Snapshot" gamma16_ife_v2 parameter_version.revision
     # A set value is read back; the fields beside it keep theirs.
-    expect 0 "unitStepSize=0.25" "$tool" tune "$port" set Default aecxconvergence unitStepSize=0.25
+    expect 0 "unitStepSize=0.25" "${tool[@]}" tune "$port" set Default aecxconvergence unitStepSize=0.25
     expect 0 "unitStepSize=0.25;moduleID=0" \
-      "$tool" tune "$port" get Default aecxconvergence unitStepSize,moduleID
-    expect 0 "result 0, data " "$tool" tune "$port" custom 00
+      "${tool[@]}" tune "$port" get Default aecxconvergence unitStepSize,moduleID
+    expect 0 "result 0, data " "${tool[@]}" tune "$port" custom 00
     expect 2 "zyratune: tune: unknown command or wrong arguments; one of device-info, active-modes, control-values, trigger-values, modes [PATH], info PATH [MODULE], get PATH MODULE [NAMES], set PATH MODULE ASSIGNMENTS, custom [HEX]" \
-      "$tool" tune "$port" get Default
+      "${tool[@]}" tune "$port" get Default
   fi
   kill -INT "$server"
   wait "$server" || { echo "FAILED: serve exit $?"; failures=$((failures + 1)); }
