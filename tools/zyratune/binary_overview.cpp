@@ -1,4 +1,4 @@
-// inspect: the container's header and sections, then the mode tree with the modules each
+// The inspect command: the container's header and sections, then the mode tree with the modules each
 // node holds, their kind (typed classes have fields the tool can show, opaque ones only
 // bytes), size and sharing.
 #include <cstdio>
