@@ -249,7 +249,9 @@ bool LoadCounted(bool result, const FieldDescriptor& field, const char* pSiteSou
             *reinterpret_cast<uint32_t*>(pBase + field.idOffset) = child.GetId();
             DupObjInfo* pShared =
                 child.GetDupObject(*pCount, pSiteSource, static_cast<int>(field.site));
-            if (pShared != nullptr) {
+            // An element whose last holder went keeps a null object: the array is then read
+            // afresh and offered to the group again, as by a first holder.
+            if (pShared != nullptr && pShared->m_pObject != nullptr) {
                 SetPointer(pBase, field.offset, pShared->m_pObject);
             } else if (*pCount != 0) {
                 result = field.element.kind == ElementKind::Scalar

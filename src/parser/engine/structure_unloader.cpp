@@ -36,8 +36,8 @@ void UnloadElements(const ElementType& element, unsigned char* pFirst, uint64_t 
     }
 }
 
-// `depth` counts the counted arrays above. Loaded data nests no deeper than kMaxNesting unless
-// shared arrays hold one another in a chain; below that the elements are not visited.
+// `depth` counts the counted arrays above. Loaded data nests no deeper than kMaxNesting; below
+// that the elements are not visited.
 void UnloadStructure(const StructDescriptor& descriptor, unsigned char* pBase,
                      ParameterFileSymbolTable* pTable, unsigned int depth) {
     for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
@@ -56,17 +56,22 @@ void UnloadStructure(const StructDescriptor& descriptor, unsigned char* pBase,
                 SetPointer(pBase, field.offset, nullptr);
                 break;
             case FieldKind::Counted: {
-                // Elements first, by every holder of a shared array: the first to go releases
-                // their nested memory or texts, the others then meet null pointers. The pointer
-                // is cleared before, so an array that holds itself further down meets null too.
+                // A shared array belongs to all its holders: only the holder whose release is
+                // the last gives back the elements' nested memory and texts, so the others keep
+                // reading whole data. Without a table nothing is freed and the elements, which
+                // may be shared, are left as they are.
                 auto* pElements = static_cast<unsigned char*>(GetPointer(pBase, field.offset));
                 SetPointer(pBase, field.offset, nullptr);
+                if (pTable == nullptr || pElements == nullptr ||
+                    !pTable->ReleaseDupObject(pElements)) {
+                    break;
+                }
                 uint32_t count = 0;
                 std::memcpy(&count, pBase + field.countOffset, sizeof(count));
-                if (pElements != nullptr && OwnsMemory(field.element) && depth < kMaxNesting) {
+                if (OwnsMemory(field.element) && depth < kMaxNesting) {
                     UnloadElements(field.element, pElements, count, pTable, depth + 1);
                 }
-                Release(pElements, pTable);
+                ZyraFree(pElements);
                 break;
             }
             case FieldKind::ScalarBlock:
