@@ -235,7 +235,23 @@ void ModeEntry::ReleaseReferences() {
                                     entry.first.c_str(), static_cast<int>(reference.RefCount.load()));
         }
         reference.RefCount = 0;
+        reference.TunerRefCount = 0;
     }
+}
+
+void ModeEntry::CountTunerReference(const ParameterModule* pModule) {
+    auto found = pModule != nullptr && pModule->Name != nullptr ? Modules.find(pModule->Name)
+                                                                 : Modules.end();
+    if (found != Modules.end() && found->second.Module == pModule) {
+        ++found->second.TunerRefCount;
+    }
+}
+
+bool ModeEntry::HasClientReference(const ParameterModule* pModule) const {
+    auto found = pModule != nullptr && pModule->Name != nullptr ? Modules.find(pModule->Name)
+                                                                 : Modules.end();
+    return found != Modules.end() && found->second.Module == pModule &&
+           found->second.RefCount > found->second.TunerRefCount;
 }
 
 bool ModeEntry::IsActive() {

@@ -14,22 +14,28 @@
 class ParameterModule;
 
 // A module a node holds, and the references clients hold on it there. Clients take and give
-// back references at once under the shared side of the set manager's load lock, so the count
-// is atomic; copies carry the count's value.
+// back references at once under the shared side of the set manager's load lock, so the counts
+// are atomic; copies carry the counts' values.
 struct ModuleReference {
     ModuleReference() = default;
     ModuleReference(ParameterModule* pModule, uint32_t refCount)
         : Module(pModule), RefCount(refCount) {}
     ModuleReference(const ModuleReference& other)
-        : Module(other.Module), RefCount(other.RefCount.load()) {}
+        : Module(other.Module),
+          RefCount(other.RefCount.load()),
+          TunerRefCount(other.TunerRefCount.load()) {}
     ModuleReference& operator=(const ModuleReference& other) {
         Module = other.Module;
         RefCount.store(other.RefCount.load());
+        TunerRefCount.store(other.TunerRefCount.load());
         return *this;
     }
 
     ParameterModule* Module = nullptr;
     std::atomic<uint32_t> RefCount{0};
+    // The part of RefCount that the text interface took and never gives back: no client
+    // holds the module through those.
+    std::atomic<uint32_t> TunerRefCount{0};
 };
 
 class ZYRA_API ModeEntry {
@@ -56,6 +62,10 @@ public:
     void ReleaseReference(ParameterModule* pModule);
     uint32_t GetReferenceCount(const ParameterModule* pModule);
     void ReleaseReferences();
+    // Marks one reference on `pModule` as the text interface's.
+    void CountTunerReference(const ParameterModule* pModule);
+    // Whether a client (not the text interface) holds a reference on `pModule` here.
+    bool HasClientReference(const ParameterModule* pModule) const;
     bool IsActive();
     bool HasLocalModules();
     bool IsParent(ModeEntry* pMode);

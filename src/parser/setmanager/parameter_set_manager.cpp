@@ -21,7 +21,7 @@ ParameterSetManager::~ParameterSetManager() {
     // there.
     ParameterLogging::Write(this, ParameterLogging::Debug, __FILE__, __LINE__,
                             "ParameterSetManager deleting");
-    FreeReplacedParameters();
+    FreeReplacedModules(false);
     FreeBinaryParameters();
     // The worker goes only now: clients of the set manager have to stop tuning traffic
     // before they destroy it.

@@ -237,7 +237,8 @@ protected:
     // m_replacedModules and the instance lists are emptied; the prototypes stay.
     void SaveAndClearDefaultModules();
     // Frees the modules replaced by the last reload or by updates, then the symbol tables
-    // and mode trees they came from.
+    // and mode trees they came from. A replaced module that a client still holds stays, with
+    // the table and tree it names, until a later call finds it released.
     void FreeReplacedParameters();
     // Frees everything a load made: the tree, the mode table, the binary tag, the symbol
     // table and the file it reads from.
@@ -306,6 +307,8 @@ private:
     struct RetiredModeTree {
         ModeEntry* root;
         ModeEntry** modes;
+        // The symbol table retired with the tree.
+        ParameterFileSymbolTable* table;
     };
     PList<RetiredModeTree> m_retiredModeTrees{1};
     // Moves the symbol table and the mode tree of the current load to the retained lists.
@@ -350,5 +353,8 @@ private:
     void TakeOverModule(ModeEntry* pTarget, ParameterModule* pModule,
                         ParameterSetManager* pSourceSet);
     void RetainModule(ParameterModule* pModule);
+    // FreeReplacedParameters; with `keepHeld` false, at the end of the set manager, what
+    // clients still hold goes too.
+    void FreeReplacedModules(bool keepHeld);
     void AdoptModule(ParameterModule* pModule);
 };

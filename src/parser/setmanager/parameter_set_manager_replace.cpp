@@ -10,6 +10,7 @@
 #include "parser/foundation/parser_object.h"
 #include "parser/setmanager/default_module.h"
 #include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_set_manager.h"
 #include "parser/setmanager/set_manager_log.h"
@@ -17,6 +18,12 @@
 #include "zyra/os_utils.h"
 
 namespace {
+
+// Whether a client, not the text interface, holds a reference on `pModule` in its owning mode.
+bool IsHeld(const ParameterModule* pModule) {
+    return pModule->Data != nullptr && pModule->Data->Mode != nullptr &&
+           pModule->Data->Mode->HasClientReference(pModule);
+}
 
 bool Holds(const DefaultModule* pDefault, const ParameterModule* pModule) {
     for (ModuleLink* pLink = pDefault->InstanceHead; pLink != nullptr; pLink = pLink->Next) {
@@ -104,18 +111,20 @@ bool ParameterSetManager::ReloadBinaryParameters(bool inBuffer) {
 
 void ParameterSetManager::RetireBinary() {
     // Where the lists cannot grow, the old load is leaked rather than freed under clients.
+    ParameterFileSymbolTable* pTable = m_symbolTable;
     if (m_symbolTable != nullptr) {
         m_retiredSymbolTables.Insert(m_retiredSymbolTables.Count(), m_symbolTable);
         m_symbolTable = nullptr;
     }
     if (m_rootMode != nullptr) {
-        m_retiredModeTrees.Insert(m_retiredModeTrees.Count(), RetiredModeTree{m_rootMode, m_modes});
+        m_retiredModeTrees.Insert(m_retiredModeTrees.Count(),
+                                  RetiredModeTree{m_rootMode, m_modes, pTable});
         m_rootMode = nullptr;
         m_modes = nullptr;
     }
     for (uint32_t i = 0; i < m_detachedModes.Count(); ++i) {
         m_retiredModeTrees.Insert(m_retiredModeTrees.Count(),
-                                  RetiredModeTree{m_detachedModes[i], nullptr});
+                                  RetiredModeTree{m_detachedModes[i], nullptr, pTable});
     }
     while (m_detachedModes.Remove(0)) {
     }
@@ -143,23 +152,39 @@ void ParameterSetManager::SaveAndClearDefaultModules() {
     }
 }
 
-void ParameterSetManager::FreeReplacedParameters() {
+void ParameterSetManager::FreeReplacedParameters() { FreeReplacedModules(true); }
+
+void ParameterSetManager::FreeReplacedModules(bool keepHeld) {
     LOG_DEBUG("FreeReplacedParameters called");
-    // Modules first: a module's destructor may look at its identity in a table.
-    while (!m_replacedModules.empty()) {
-        delete m_replacedModules.front();
-        m_replacedModules.pop_front();
+    // Modules first: a module's destructor may look at its identity in a table. One that a
+    // client still holds is kept, and so are the table and the tree its identity lies in.
+    for (auto it = m_replacedModules.begin(); it != m_replacedModules.end();) {
+        if (keepHeld && IsHeld(*it)) {
+            ++it;
+        } else {
+            delete *it;
+            it = m_replacedModules.erase(it);
+        }
     }
-    for (uint32_t i = 0; i < m_retiredSymbolTables.Count(); ++i) {
-        ParserDelete(m_retiredSymbolTables[i]);
+    auto named = [this](const ParameterFileSymbolTable* pTable) {
+        return std::any_of(m_replacedModules.begin(), m_replacedModules.end(),
+                           [pTable](const ParameterModule* pModule) {
+                               return pModule->Data != nullptr &&
+                                      pModule->Data->SymbolTable == pTable;
+                           });
+    };
+    for (uint32_t i = m_retiredSymbolTables.Count(); i-- > 0;) {
+        if (!named(m_retiredSymbolTables[i])) {
+            ParserDelete(m_retiredSymbolTables[i]);
+            m_retiredSymbolTables.Remove(i);
+        }
     }
-    while (m_retiredSymbolTables.Remove(0)) {
-    }
-    for (uint32_t i = 0; i < m_retiredModeTrees.Count(); ++i) {
-        ParserDelete(m_retiredModeTrees[i].root);
-        ZyraFree(m_retiredModeTrees[i].modes);
-    }
-    while (m_retiredModeTrees.Remove(0)) {
+    for (uint32_t i = m_retiredModeTrees.Count(); i-- > 0;) {
+        if (!named(m_retiredModeTrees[i].table)) {
+            ParserDelete(m_retiredModeTrees[i].root);
+            ZyraFree(m_retiredModeTrees[i].modes);
+            m_retiredModeTrees.Remove(i);
+        }
     }
 }
 

@@ -109,8 +109,15 @@ ParameterModule* ParameterSetManager::FindNamedModule(const TuningMode* pBranch,
     if (name[0] == '\0') {
         return nullptr;
     }
-    // The reference taken here is kept: the module's mode stays in memory for the tuner.
-    return GetModule(name, pBranch, count, nullptr);
+    // The reference taken here is kept: the module's mode stays in memory for the tuner. It is
+    // marked as the tuner's, so that a reload does not keep the module for a holder that
+    // never comes back for it.
+    ParameterModule* pModule = GetModule(name, pBranch, count, nullptr);
+    if (pModule != nullptr && IsFileMode() && pModule->Data != nullptr &&
+        pModule->Data->Mode != nullptr) {
+        pModule->Data->Mode->CountTunerReference(pModule);
+    }
+    return pModule;
 }
 
 bool ParameterSetManager::GetValue(const TuningMode* pBranch, unsigned int count,
