@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "Zyra.h"
-#include "descriptor_values.h"
 #include "engine_test_support.h"
 #include "log_capture.h"
+#include "path_values.h"
 #include "parser/engine/reflection_engine.h"
 #include "parser/engine/structure_engine.h"
 #include "parser/file/parameter_file_symbol_table_entry.h"
@@ -18,6 +18,8 @@
 namespace engine_test {
 namespace {
 
+constexpr zyra_test::ValueSource kValues{0x5EED, 0};
+
 // Writes one value into every member of `Class`'s top structure, loads it under `pName` and
 // compares, then unloads: the sanitizers see whether everything went back.
 template <typename Class, typename Top>
@@ -25,7 +27,7 @@ std::string RoundTrip(const char* pName, unsigned int alignment) {
     zyra_test::LogCapture capture;
     const ParameterEngine::ModuleDescriptor& module = Class::Descriptor();
     binwriter::TuningBinaryBuilder builder(FormatWithAlignment(alignment));
-    std::vector<uint8_t> bytes = DescriptorWriter(builder).Write(*module.top);
+    std::vector<uint8_t> bytes = zyra_test::PathValueWriter(builder).Module(*module.top, kValues);
     uint32_t id =
         builder.AddModule(pName, {module.major, module.minor, module.patch}, 0, bytes);
     LoadedBinaryOf<Class> binary(builder, pName);
@@ -39,7 +41,7 @@ std::string RoundTrip(const char* pName, unsigned int alignment) {
     EXPECT_EQ(Errors(capture), Messages{});
     EXPECT_EQ(pModule->ModuleID, id);
     std::string mismatch =
-        DescriptorChecker().Check(*module.top, static_cast<const Top*>(pModule));
+        zyra_test::CheckModule(*module.top, static_cast<const Top*>(pModule), kValues);
     pModule->UnloadModule();
     EXPECT_FALSE(pModule->Loaded);
     return mismatch;

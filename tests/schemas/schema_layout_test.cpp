@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "../engine/descriptor_values.h"
 #include "../engine/loaded_binary.h"
 #include "Zyra.h"
 #include "abf_4_0_1.h"
@@ -21,6 +20,7 @@
 #include "eis_1_6_0.h"
 #include "gamma_1_6_1.h"
 #include "log_capture.h"
+#include "path_values.h"
 #include "modtemporalawbv1.h"
 #include "statsnnpdnet.h"
 #include "versions00004_1_0_0.h"
@@ -34,6 +34,8 @@
 
 namespace schema_test {
 namespace {
+
+constexpr zyra_test::ValueSource kValues{0x5EED, 0};
 
 using ParameterEngine::ElementKind;
 using ParameterEngine::FieldDescriptor;
@@ -183,7 +185,7 @@ void RoundTrip(unsigned int alignment) {
     SCOPED_TRACE(module.className);
     zyra_test::LogCapture capture;
     binwriter::TuningBinaryBuilder builder(engine_test::FormatWithAlignment(alignment));
-    std::vector<uint8_t> top = engine_test::DescriptorWriter(builder).Write(*module.top);
+    std::vector<uint8_t> top = zyra_test::PathValueWriter(builder).Module(*module.top, kValues);
     // The binary names a module by its short form, without the family prefix.
     char type[ModuleData::kTypeLength + 1] = {};
     uint32_t id = builder.AddModule(ModuleData::GetType(type, module.names[0]),
@@ -195,8 +197,7 @@ void RoundTrip(unsigned int alignment) {
     ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
     EXPECT_EQ(engine_test::Errors(capture), engine_test::Messages{});
     // The tables' offsets lie within the plain top structure, which the class holds second.
-    EXPECT_EQ(engine_test::DescriptorChecker().Check(*module.top, static_cast<const Top*>(pModule)),
-              "");
+    EXPECT_EQ(zyra_test::CheckModule(*module.top, static_cast<const Top*>(pModule), kValues), "");
     pModule->UnloadModule();
 }
 

@@ -109,53 +109,6 @@ TEST(SetManagerLookup, BadRequestsAreRefusedWithTheirTexts) {
               }));
 }
 
-TEST(SetManagerLookup, ReferencesCountOnTheOwningModeInFileModeOnly) {
-    zyra_test::TempDir dir;
-    const std::string path = dir.Write("tree.bin", AsText(Tree()));
-    TestSetManager manager;
-    RegisterTree(manager);
-    manager.SetOnDemand(true);
-    ASSERT_TRUE(manager.LoadBinaryParameters(path.c_str()));
-    ModeEntry* pPreview = manager.GetModeEntry(1u);
-    ModeEntry* pSnapshot = manager.GetModeEntry(5u);
-    const std::vector<TuningMode> video = Branch("0.0|2.2");
-
-    // Through the link, the reference lands on Preview, which owns "def".
-    ParameterModule* pDef = manager.GetModule("def", video.data(), 2, nullptr);
-    ASSERT_NE(pDef, nullptr);
-    EXPECT_EQ(pPreview->GetReferenceCount(nullptr), 1u);
-    // Swapping a module for itself keeps the count: the old reference goes after the new.
-    zyra_test::LogCapture capture;
-    EXPECT_EQ(manager.GetModule("def", video.data(), 2, pDef), pDef);
-    EXPECT_EQ(pPreview->GetReferenceCount(nullptr), 1u);
-    // The shared "dup" counts on Preview, which made it, also when Snapshot handed it out.
-    ParameterModule* pDup = Get(manager, "dup", "0.0|2.1");
-    EXPECT_FALSE(pSnapshot->IsActive());
-    EXPECT_EQ(pPreview->GetReferenceCount(nullptr), 2u);
-    pDup->Release();
-    pDef->Release();
-    EXPECT_FALSE(pPreview->IsActive());
-    pDef->Release();
-    EXPECT_EQ(Errors(capture), (Texts{"[ERROR] Attempt to release unreferenced module.  Mode: 2, "
-                                      "SubMode: 0, Module def"}));
-
-    // In buffer mode nothing is counted, and releasing is harmless.
-    std::vector<uint8_t> binary = Tree();
-    TestSetManager buffered;
-    RegisterTree(buffered);
-    ASSERT_TRUE(buffered.LoadBinaryParameters(binary.data(), binary.size()));
-    ParameterModule* pBuffered = Get(buffered, "def", "0.0|2.0");
-    EXPECT_EQ(buffered.GetModeEntry(1u)->GetReferenceCount(nullptr), 0u);
-    pBuffered->Release();
-    TestModule orphan("orphan", {1, 0, 0}, nullptr);
-    orphan.Release();
-    EXPECT_EQ(Errors(capture),
-              (Texts{"[ERROR] Attempt to release unreferenced module.  Mode: 2, SubMode: 0, "
-                     "Module def",
-                     "[ERROR] Attempt to release module reference when Data or SetManager is "
-                     "nullptr. Module orphan"}));
-}
-
 // Default and 40 use cases, each with its own "abc", and a pinned use case 200.
 std::vector<uint8_t> ManyModes() {
     TuningBinaryBuilder builder({5, 0, 0});
@@ -258,25 +211,6 @@ TEST_F(ManyModesTest, WithoutALimitModesLeaveTheListButStayLoaded) {
     }
     EXPECT_EQ(manager.ActiveModes().Count(), 5u);
     EXPECT_EQ(LoadedUseCases(), 8u);
-}
-
-TEST_F(ManyModesTest, SetValuePinsTheModeForGood) {
-    ASSERT_TRUE(manager.SetValue("0.0|2.3", "abc", "value", "77"));
-    EXPECT_EQ(manager.ValueSetCount(), 1u);
-    EXPECT_TRUE(UseCase(3)->Pinned);
-    for (uint32_t i = 0; i < manager.ActiveModes().Count(); ++i) {
-        EXPECT_NE(manager.ActiveModes()[i], UseCase(3));
-    }
-    const std::vector<TuningMode> branch = Branch("0.0|2.3");
-    EXPECT_TRUE(manager.UnloadMode(branch.data(), 2));
-    for (unsigned int i = 0; i < 40; ++i) {
-        Use(i);
-    }
-    EXPECT_TRUE(UseCase(3)->Loaded);
-    EXPECT_EQ(ModuleOf(UseCase(3), "abc")->Value, 77u);
-    EXPECT_FALSE(manager.SetValue("0.0|2.4", "abc", "nothing", "1"));
-    EXPECT_FALSE(UseCase(4)->Pinned);
-    EXPECT_EQ(manager.ValueSetCount(), 1u);
 }
 
 TEST_F(ManyModesTest, UnloadModeTakesOutTheDeepestModeOnly) {
