@@ -162,22 +162,38 @@ void LogAllocationFailure(const Entry& entry, const FieldDescriptor& field) {
                             field.reportName != nullptr ? field.reportName : field.name);
 }
 
-// Counts the counted arrays of structures being filled on this thread. A structure that holds
-// itself (a tree) recurses as deep as its data, and a damaged pointer can make that a loop.
+// The counted arrays of structures being filled on this thread, outermost first. A structure
+// that holds itself (a tree) recurses as deep as its data, and a damaged pointer can make that a
+// loop; a shared array met again while it is still being filled closes a loop of shared arrays.
 class NestingGuard {
 public:
     static constexpr unsigned int kLimit = kMaxNesting;
-    NestingGuard() { ++s_depth; }
+    NestingGuard() {
+        if (++s_depth <= kLimit) {
+            s_arrays[s_depth - 1] = nullptr;
+        }
+    }
     ~NestingGuard() { --s_depth; }
     NestingGuard(const NestingGuard&) = delete;
     NestingGuard& operator=(const NestingGuard&) = delete;
     bool Allowed() const { return s_depth <= kLimit; }
+    void Filling(const void* pArray) { s_arrays[s_depth - 1] = pArray; }
+    static bool IsFilling(const void* pArray) {
+        for (unsigned int i = 0; i < s_depth && i < kLimit; ++i) {
+            if (s_arrays[i] == pArray) {
+                return true;
+            }
+        }
+        return false;
+    }
 
 private:
     static thread_local unsigned int s_depth;
+    static thread_local const void* s_arrays[kLimit];
 };
 
 thread_local unsigned int NestingGuard::s_depth = 0;
+thread_local const void* NestingGuard::s_arrays[NestingGuard::kLimit];
 
 // A counted array of scalars is one block of its own, never shared. Its allocation is bounded
 // by the bytes of the child, so a damaged count costs no more memory than the entry holds.
@@ -230,6 +246,7 @@ bool FillElements(const FieldDescriptor& field, const char* pSiteSource, Entry& 
         return true;
     }
     child.SetDupObject(pArray, *pCount, pSiteSource, static_cast<int>(field.site));
+    nesting.Filling(pArray);
     for (uint32_t i = 0; i < *pCount; ++i) {
         if (!LoadElement(field.element, pArray + uint64_t{i} * stride, &child, alignment)) {
             return false;
@@ -253,6 +270,11 @@ bool LoadCounted(bool result, const FieldDescriptor& field, const char* pSiteSou
             // afresh and offered to the group again, as by a first holder.
             if (pShared != nullptr && pShared->m_pObject != nullptr) {
                 SetPointer(pBase, field.offset, pShared->m_pObject);
+                // A loop closes here: the array is still being filled further up. The pointer
+                // stays but holds no reference, or the loop would hold itself for ever.
+                if (NestingGuard::IsFilling(pShared->m_pObject)) {
+                    child.GetTable()->ReleaseDupObject(pShared->m_pObject);
+                }
             } else if (*pCount != 0) {
                 result = field.element.kind == ElementKind::Scalar
                              ? FillScalarArray(field, child, pCount, pBase, alignment)
