@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "bundled_sample.h"
 #include "commands.h"
 #include "parser/foundation/parser_banner.h"
 #include "tool_error.h"
@@ -31,7 +32,7 @@ void AddCommands(CLI::App& app) {
         "inspect", "Header, sections, mode tree and modules of a binary (default: the sample)");
     inspect->add_option("FILE", file, "tuning binary");
     inspect->callback([] {
-        g_run = [] { return Inspect(file.empty() ? ZYRATUNE_SAMPLE : file, std::cout); };
+        g_run = [] { return Inspect(file.empty() ? BundledSample() : file, std::cout); };
     });
 
     CLI::App* get = app.add_subcommand("get", "Values of a module or field, as a tuning client "
