@@ -48,6 +48,11 @@ for preset in "${presets[@]}"; do
   stage "test ${preset}" "${runner[@]}" ctest --preset "$preset" -j2
 done
 
+# The library as an integrator gets it, from the release build: installed into a moved prefix
+# and as amd64 packages, each with its consumers (tests/install/check.sh).
+stage "install + consumers" tests/install/check.sh install release
+stage "packages amd64" tests/install/check.sh packages release
+
 # libFuzzer targets with ASan + UBSan, each for FUZZ_SECONDS (scripts/fuzz.sh runs them
 # longer by hand).
 stage "configure fuzz" cmake --preset fuzz
@@ -59,6 +64,7 @@ stage "googletest aarch64" ./scripts/build-aarch64-googletest.sh
 stage "configure aarch64" cmake --preset aarch64
 stage "build aarch64" cmake --build --preset aarch64
 stage "test aarch64 (qemu)" ctest --preset aarch64 -j2
+stage "packages arm64" tests/install/check.sh packages aarch64
 
 echo "=== stage times"
 printf '%s\n' "${report[@]}"
