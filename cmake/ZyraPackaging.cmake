@@ -81,9 +81,9 @@ zyrapdparser and the CMake package ZyraPdParser (Zyra::zyrapdparser).")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "command-line tool for camera tuning binaries
 zyratune inspects, dumps and builds tuning binaries and talks to the live
 tuning service of a running camera. Its sample lies in /usr/share/zyratune.")
-# The dynamic linker's cache is renewed by a trigger (the ldconfig calls CPack adds to the
-# maintainer scripts stay as well). The shlibs file is written here rather than by CPack,
-# whose way to it runs `file` on each of the ~500 headers of the dev package.
+# The dynamic linker's cache is renewed by a trigger (where CPack runs dpkg-shlibdeps it also
+# adds ldconfig calls to the maintainer scripts). The shlibs file is written here rather than
+# by CPack, whose way to it runs `file` on each of the ~500 headers of the dev package.
 configure_file(${PROJECT_SOURCE_DIR}/cmake/debian/shlibs.in ${doc_dir}/shlibs @ONLY)
 set(CPACK_DEBIAN_COMMONUTILS_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
