@@ -1,19 +1,18 @@
 #!/usr/bin/env bash
 # The library as an integrator gets it, from a preset that is built already:
 #
-#   check.sh install PRESET    cmake --install into a temporary prefix, which is then moved:
-#                              no installed file names this checkout, every installed header
-#                              compiles, and two consumers, one through pkg-config and one
-#                              through find_package(ZyraPdParser), read the gamma module of a
-#                              binary that the installed zyratune writes.
+#   check.sh install PRESET    cmake --install into a temporary prefix, which is then moved;
+#                              every installed header compiles, and two consumers, one
+#                              through pkg-config and one through find_package(ZyraPdParser),
+#                              read the gamma module of a binary the installed zyratune writes.
 #   check.sh packages PRESET   the Debian packages (cpack): their architecture, lintian
 #                              without errors (amd64), and, unpacked with dpkg-deb -x, the
 #                              pkg-config consumer built and run against them; for aarch64
 #                              with the cross compiler, under qemu-user.
 #
-# Both check the exported symbols of the installed library. Programs run with the installed
-# files only: the consumers find the library through their run path, the tool and the library
-# find theirs beside them.
+# Both check that no installed file names this checkout, and the exported symbols of the
+# installed library. Programs run with the installed files only: the consumers find the
+# library through their run path, the tool and the library find theirs beside them.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 here=$root/tests/install
@@ -38,10 +37,13 @@ fail() {
   exit 1
 }
 
-# The exported symbols of the installed library, the tool's bundled sample, and a tuning
-# binary written by the installed tool.
+# No installed file names the checkout; the exported symbols of the installed library, the
+# tool's bundled sample, and a tuning binary written by the installed tool.
 check_tree() {
   local prefix=$1
+  if grep -rlF "$root" "$prefix"; then
+    fail "the installed files above name the checkout $root"
+  fi
   python3 "$root/tests/abi/check_exports.py" "${cross}nm" \
     "$prefix/$libdir/libzyrapdparser.so.0" "$root/tests/abi/exported_symbols.txt"
   "${runner[@]}" "$prefix/bin/zyratune" inspect | grep -q '^file: .*/share/zyratune/sample.bin' ||
@@ -70,9 +72,6 @@ pkg_config_reader() {
 
 check_install() {
   cmake --install "$build" --prefix "$work/staged" >/dev/null
-  if grep -rlF "$root" "$work/staged"; then
-    fail "the installed files above name the checkout $root"
-  fi
   mv "$work/staged" "$work/moved"
   local prefix=$work/moved
   check_tree "$prefix"
