@@ -1,10 +1,6 @@
 #include "parser/file/crc32.h"
 
-#include <cstring>
-
-#if defined(__aarch64__) && defined(__ARM_FEATURE_CRC32)
-#include <arm_acle.h>
-#endif
+#include "parser/file/crc32_kernels.h"
 
 namespace ParameterCrc32 {
 namespace {
@@ -31,21 +27,22 @@ inline uint32_t LoadLittleEndian32(const uint8_t* p) {
            static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
 }
 
+Kernel ChosenKernel() {
+    // Asked once: the processor does not change under the process.
+    static const Kernel s_kernel = [] {
+        Kernel fast = FastKernel();
+        return fast != nullptr ? fast : &UpdateBySlicing;
+    }();
+    return s_kernel;
+}
+
 }  // namespace
 
-uint32_t Compute(const uint8_t* pData, size_t length) {
-    uint32_t crc = 0xFFFFFFFFu;
-#if defined(__aarch64__) && defined(__ARM_FEATURE_CRC32)
-    // The CPU's CRC32 instructions use this very polynomial.
-    for (; length >= 8; pData += 8, length -= 8) {
-        uint64_t word;
-        std::memcpy(&word, pData, sizeof(word));
-        crc = __crc32d(crc, word);
-    }
-    for (; length > 0; ++pData, --length) {
-        crc = __crc32b(crc, *pData);
-    }
-#else
+#if !defined(__x86_64__) && !defined(__aarch64__)
+Kernel FastKernel() { return nullptr; }
+#endif
+
+uint32_t UpdateBySlicing(uint32_t crc, const uint8_t* pData, size_t length) {
     for (; length >= 8; pData += 8, length -= 8) {
         uint32_t low = crc ^ LoadLittleEndian32(pData);
         uint32_t high = LoadLittleEndian32(pData + 4);
@@ -57,8 +54,15 @@ uint32_t Compute(const uint8_t* pData, size_t length) {
     for (; length > 0; ++pData, --length) {
         crc = kTables[0][(crc ^ *pData) & 0xFFu] ^ (crc >> 8);
     }
-#endif
-    return ~crc;
+    return crc;
+}
+
+uint32_t Compute(const uint8_t* pData, size_t length) {
+    return ~ChosenKernel()(0xFFFFFFFFu, pData, length);
+}
+
+uint32_t ComputeBySlicing(const uint8_t* pData, size_t length) {
+    return ~UpdateBySlicing(0xFFFFFFFFu, pData, length);
 }
 
 }  // namespace ParameterCrc32
