@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, when any is missing.
 set -euo pipefail
-packages=(cmake ninja-build g++ clang libclang-rt-dev python3 libgtest-dev libgmock-dev libbenchmark-dev binutils
+packages=(cmake ninja-build g++ clang libclang-rt-dev python3 libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev binutils
   g++-aarch64-linux-gnu qemu-user googletest libcli11-dev nlohmann-json3-dev
   dpkg-dev file lintian pkgconf)
 missing=()
