@@ -191,7 +191,7 @@ bool ParameterMutex::ClaimWriteSide() {
 
 bool ParameterMutex::OtherThreadReads() const {
     uint64_t readers = 0;
-    for (const ReaderSlot& slot : m_slots) {
+    for (const ReaderSlot& slot : m_readers.slot) {
         readers += slot.readers.load();
     }
     // A thread counts once however deep it reads, so the only reader may go on.
@@ -209,5 +209,5 @@ void ParameterMutex::LeaveSlot(ReaderSlot& slot) {
 }
 
 ParameterMutex::ReaderSlot& ParameterMutex::ThisThreadSlot() {
-    return m_slots[t_reads.Slot() % kReaderSlots];
+    return m_readers.slot[t_reads.Slot() % kReaderSlots];
 }

@@ -3,10 +3,11 @@
 // Writers are not preferred: a stream of readers can hold one off.
 //
 // Readers on different cores share no written memory: each thread keeps its own nesting
-// depth, and its outermost read is counted in one of several reader slots, each on a cache
-// line of its own. A writer raises a flag and then looks at the slots; a reader counts itself
-// and then looks at the flag. Whichever comes second sees the other and steps back, so
-// readers never touch the internal mutex unless a writer is about.
+// depth, and its outermost read is counted in one of several reader slots, each kept apart
+// from the others and from the lock's other fields. A writer raises a flag and then looks at
+// the slots; a reader counts itself and then looks at the flag. Whichever comes second sees
+// the other and steps back, so readers never touch the internal mutex unless a writer is
+// about.
 #pragma once
 
 #include <atomic>
@@ -16,6 +17,7 @@
 #include <mutex>
 #include <thread>
 
+#include "parser/foundation/thread_separation.h"
 #include "zyra_api.h"
 
 class ZYRA_API ParameterMutex {
@@ -33,12 +35,16 @@ public:
 
 private:
     static constexpr unsigned int kReaderSlots = 16;
-    static constexpr size_t kCacheLine = 64;
-    // The count sits at the end, so that neighbouring counts are a full line apart and the
-    // first one stays off the line of the writer flag before it.
     struct ReaderSlot {
-        char padding[kCacheLine - sizeof(std::atomic<uint32_t>)];
         std::atomic<uint32_t> readers{0};
+        char padding[kThreadSeparation - sizeof(std::atomic<uint32_t>)];
+    };
+    // Counts a full separation apart, with room before the first, away from the writer flag
+    // that every reader reads, and after the last, away from whatever follows the lock.
+    struct ReaderSlots {
+        char before[kThreadSeparation];
+        ReaderSlot slot[kReaderSlots];
+        char after[kThreadSeparation];
     };
 
     // Read side; false without waiting when `wait` is false and another thread writes.
@@ -60,5 +66,5 @@ private:
     // Raised while a thread holds the write side, and for a moment while one claims it.
     std::atomic<bool> m_writeHeld{false};
     std::atomic<uint32_t> m_waitingWriters{0};
-    ReaderSlot m_slots[kReaderSlots];
+    ReaderSlots m_readers;
 };
