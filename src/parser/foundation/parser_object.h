@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -18,10 +19,32 @@ inline void* ParserAllocate(size_t size) {
     return pMemory;
 }
 
+// A type aligned beyond what ZyraCalloc promises, as objects kept apart from other threads'
+// data are. Its objects lie in a larger block, with the block's start stored just before them.
+template <typename T>
+constexpr bool kParserOverAligned = alignof(T) > alignof(std::max_align_t);
+
+// Zeroed memory for one T, or null when memory runs out.
+template <typename T>
+void* ParserAllocateObject() {
+    if constexpr (!kParserOverAligned<T>) {
+        return ZyraCalloc(1, sizeof(T), kParserAllocCategory);
+    } else {
+        void* pBlock = ZyraCalloc(1, sizeof(T) + alignof(T) + sizeof(void*), kParserAllocCategory);
+        if (pBlock == nullptr) {
+            return nullptr;
+        }
+        const uintptr_t first = reinterpret_cast<uintptr_t>(pBlock) + sizeof(void*);
+        auto** pObject = reinterpret_cast<void**>((first + alignof(T) - 1) & ~(alignof(T) - 1));
+        pObject[-1] = pBlock;
+        return pObject;
+    }
+}
+
 // A new T built from `args`, or null when memory runs out.
 template <typename T, typename... Args>
 T* ParserNew(Args&&... args) {
-    void* pMemory = ZyraCalloc(1, sizeof(T), kParserAllocCategory);
+    void* pMemory = ParserAllocateObject<T>();
     return pMemory == nullptr ? nullptr : new (pMemory) T(std::forward<Args>(args)...);
 }
 
@@ -30,13 +53,18 @@ template <typename T>
 void ParserDelete(T* pObject) {
     if (pObject != nullptr) {
         pObject->~T();
-        ZyraFree(pObject);
+        if constexpr (kParserOverAligned<T>) {
+            ZyraFree(reinterpret_cast<void**>(pObject)[-1]);
+        } else {
+            ZyraFree(pObject);
+        }
     }
 }
 
 // `count` default-built Ts in one block, or null when memory runs out.
 template <typename T>
 T* ParserNewArray(size_t count) {
+    static_assert(!kParserOverAligned<T>, "arrays of over-aligned objects are not supported");
     auto* pArray = static_cast<T*>(ZyraCalloc(count, sizeof(T), kParserAllocCategory));
     if (pArray != nullptr) {
         for (size_t i = 0; i < count; ++i) {

@@ -8,6 +8,8 @@
 #include <unordered_map>
 
 #include "parser/foundation/mode_union.h"
+#include "parser/foundation/separated_allocator.h"
+#include "parser/foundation/thread_separation.h"
 #include "parser/setmanager/tuning_mode.h"
 #include "zyra_api.h"
 
@@ -37,6 +39,13 @@ struct ModuleReference {
     // holds the module through those.
     std::atomic<uint32_t> TunerRefCount{0};
 };
+
+// The modules of a node by name. Lookups on other threads read the neighbouring entries of
+// the one whose count a thread changes, so every entry lies on cache lines of its own.
+using ModuleMap =
+    std::unordered_map<std::string, ModuleReference, std::hash<std::string>,
+                       std::equal_to<std::string>,
+                       SeparatedAllocator<std::pair<const std::string, ModuleReference>>>;
 
 class ZYRA_API ModeEntry {
 public:
@@ -78,7 +87,9 @@ public:
     // the links form a ring, which has no last node.
     ModeEntry* LinkTarget();
 
-    uint32_t ID = 0;
+    // The node is aligned (and so sized) so that no other object shares its cache lines:
+    // lookups stamp LastUse while lookups on other threads walk other nodes.
+    alignas(kThreadSeparation) uint32_t ID = 0;
     ModeUnion Mode;
     bool Loaded;
     bool Pinned;
@@ -87,7 +98,7 @@ public:
     ModeEntry* FirstChild = nullptr;
     ModeEntry* LastChild = nullptr;
     ModeEntry* NextSibling = nullptr;
-    std::unordered_map<std::string, ModuleReference> Modules;
+    ModuleMap Modules;
     // When the set manager last used this node, on its clock of uses; 0 while the node is not
     // in its list of active modes. Lookups that find their modes in memory stamp it under the
     // shared side of the load lock instead of reordering that list.
