@@ -5,7 +5,6 @@
 // of the live tuning service.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -211,15 +210,8 @@ protected:
     ModeEntry** m_modes = nullptr;
     uint32_t m_modeCount = 0;
     // The modes in memory that eviction may take out. Its order is that of the modes'
-    // LastUse stamps, most recent first, once SortActiveModes has run.
+    // LastUse stamps (ModeUseClock), most recent first, once SortActiveModes has run.
     PList<ModeEntry*> m_activeModes;
-    // The clock of ModeEntry::LastUse; each use takes the next value. Warm lookups of every
-    // thread advance it, so it keeps a cache line to itself, away from the fields they read.
-    struct UseClock {
-        char before[64];
-        std::atomic<uint64_t> next{0};
-        char after[64 - sizeof(std::atomic<uint64_t>)];
-    } m_useClock;
 
     // Puts m_activeModes in the order of use. Warm lookups only stamp their modes, so this
     // runs before the order is looked at, under the exclusive side of the load lock.

@@ -8,6 +8,7 @@
 #include "parser/foundation/parameter_mutex_lock.h"
 #include "parser/setmanager/branch_walk.h"
 #include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/mode_use_clock.h"
 #include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_set_manager.h"
@@ -168,7 +169,7 @@ void ParameterSetManager::TouchActiveMode(ModeEntry* pMode) {
     if (pMode->LastUse.load() == 0 && !m_activeModes.Insert(0, pMode)) {
         return;
     }
-    pMode->LastUse.store(m_useClock.next.fetch_add(1) + 1);
+    pMode->LastUse.store(ModeUseClock::Take(1));
 }
 
 void ParameterSetManager::ForgetActiveMode(ModeEntry* pMode) {

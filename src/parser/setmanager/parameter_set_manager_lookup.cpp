@@ -7,6 +7,7 @@
 #include "parser/foundation/parameter_mutex_lock.h"
 #include "parser/setmanager/branch_walk.h"
 #include "parser/setmanager/mode_entry.h"
+#include "parser/setmanager/mode_use_clock.h"
 #include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_set_manager.h"
@@ -17,7 +18,7 @@ namespace {
 constexpr unsigned int kBranchPathSize = 256;
 constexpr unsigned int kModePathSize = 128;
 // Deeper branches take the exclusive path.
-constexpr unsigned int kWarmBranchModes = 16;
+constexpr unsigned int kWarmBranchModes = ModeUseClock::kStampsPerCall;
 
 bool StartsAtDefault(const TuningMode* pBranch) {
     return pBranch[0].Mode == 0 && pBranch[0].SubMode == 0;
@@ -211,9 +212,9 @@ bool ParameterSetManager::WalkWarmBranch(const std::string& name, const TuningMo
     if (touchedCount == 0) {
         return true;
     }
-    // One block of the clock for the whole walk: the last mode touched is the most recent,
-    // and walks of other threads do not interleave with this one.
-    const uint64_t first = m_useClock.next.fetch_add(touchedCount) + 1;
+    // One block of stamps for the whole walk: the last mode touched is the most recent, and
+    // walks of other threads a tick of the clock apart do not interleave with this one.
+    const uint64_t first = ModeUseClock::Take(touchedCount);
     for (unsigned int i = 0; i < touchedCount; ++i) {
         touched[i]->LastUse.store(first + i);
     }

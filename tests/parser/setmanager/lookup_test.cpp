@@ -5,6 +5,7 @@
 #include <sys/time.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "binwriter/tuning_binary_builder.h"
 #include "parser/setmanager/module_data.h"
@@ -202,6 +203,20 @@ TEST_F(ManyModesTest, LeastRecentlyUsedUnreferencedModeIsEvictedBeyondTheLimit) 
     }
     EXPECT_EQ(LoadedUseCases(), 17u);
     EXPECT_TRUE(ModuleOf(pPinned, "abc")->Loaded);
+}
+
+TEST_F(ManyModesTest, UsesOnOtherThreadsOrderTheListAsTheyRan) {
+    // Cold uses, then warm ones held in another order, each on a thread of its own.
+    std::vector<TestModule*> held;
+    for (unsigned int i : {0u, 1u, 2u, 1u, 0u, 2u}) {
+        std::thread([&, i] { held.push_back(Use(i, held.size() >= 3)); }).join();
+    }
+    char text[256];
+    ASSERT_TRUE(manager.GetActiveModes(text, sizeof(text)));
+    EXPECT_STREQ(text, "Default|Usecase.Video;Default|Usecase.Preview;Default|Usecase.Snapshot");
+    for (size_t i = 3; i < held.size(); ++i) {
+        held[i]->Release();
+    }
 }
 
 TEST_F(ManyModesTest, WithoutALimitModesLeaveTheListButStayLoaded) {
