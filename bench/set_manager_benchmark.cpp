@@ -1,11 +1,16 @@
-// GetModule and Release on a warm branch of depth 4 of an on-demand set manager, from one
-// thread and from two threads on different branches. items_per_second is the throughput of
-// all threads together.
+// Warm GetModule and Release on branches of depth 4 of an on-demand set manager: rounds on
+// one thread and rounds on two threads, each on a branch of its own, alternate within one
+// run. The counters are the lookups per second of one thread and of two threads together
+// (the median of the rounds each), and their ratio, `scaling`.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "parser/setmanager/tuning_mode.h"
@@ -18,6 +23,9 @@ using setmanager_test::Record;
 using setmanager_test::ValueBytes;
 
 constexpr unsigned int kUseCases = 8;
+// Lookups of each thread in one round: tens of milliseconds.
+constexpr unsigned int kLookupsPerRound = 100000;
+constexpr unsigned int kRounds = 9;
 
 // Default, and per use case Feature2.MFNRBlend below it and Scene.Night below that; "abc" in
 // every mode.
@@ -53,19 +61,59 @@ setmanager_test::TestSetManager& Manager() {
     return manager;
 }
 
-void BM_GetModuleAndReleaseWarmBranch(benchmark::State& state) {
-    setmanager_test::TestSetManager& manager = Manager();
-    const auto useCase = static_cast<uint16_t>(state.thread_index());
-    const TuningMode branch[] = {{0, 0, 0}, {2, useCase, 0}, {4, 4, 0}, {5, 5, 0}};
-    // Warm: the branch's modes are in memory before timing starts.
-    manager.GetModule("abc", branch, 4, nullptr)->Release();
-    for (auto _ : state) {
-        ParameterModule* pModule = manager.GetModule("abc", branch, 4, nullptr);
-        benchmark::DoNotOptimize(pModule);
-        pModule->Release();
+// Lookups per second of `threads` threads together, each on the branch of its own use case,
+// warmed before the clock starts.
+double LookupRate(setmanager_test::TestSetManager& manager, unsigned int threads) {
+    std::atomic<unsigned int> ready{0};
+    std::atomic<bool> go{false};
+    std::vector<std::thread> workers;
+    for (unsigned int t = 0; t < threads; ++t) {
+        workers.emplace_back([&manager, &ready, &go, t] {
+            const TuningMode branch[] = {
+                {0, 0, 0}, {2, static_cast<uint16_t>(t), 0}, {4, 4, 0}, {5, 5, 0}};
+            manager.GetModule("abc", branch, 4, nullptr)->Release();
+            ready.fetch_add(1);
+            while (!go.load()) {
+                std::this_thread::yield();
+            }
+            for (unsigned int i = 0; i < kLookupsPerRound; ++i) {
+                ParameterModule* pModule = manager.GetModule("abc", branch, 4, nullptr);
+                benchmark::DoNotOptimize(pModule);
+                pModule->Release();
+            }
+        });
     }
-    state.SetItemsProcessed(state.iterations());
+    while (ready.load() != threads) {
+        std::this_thread::yield();
+    }
+    const auto start = std::chrono::steady_clock::now();
+    go.store(true);
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    return threads * static_cast<double>(kLookupsPerRound) / elapsed.count();
 }
-BENCHMARK(BM_GetModuleAndReleaseWarmBranch)->Threads(1)->Threads(2)->UseRealTime();
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+void BM_WarmLookupScaling(benchmark::State& state) {
+    setmanager_test::TestSetManager& manager = Manager();
+    std::vector<double> oneThread;
+    std::vector<double> twoThreads;
+    for (auto _ : state) {
+        oneThread.push_back(LookupRate(manager, 1));
+        twoThreads.push_back(LookupRate(manager, 2));
+    }
+    const double one = Median(oneThread);
+    const double two = Median(twoThreads);
+    state.counters["one_thread_per_s"] = one;
+    state.counters["two_threads_per_s"] = two;
+    state.counters["scaling"] = two / one;
+}
+BENCHMARK(BM_WarmLookupScaling)->Iterations(kRounds)->Unit(benchmark::kMillisecond);
 
 }  // namespace
