@@ -329,17 +329,60 @@ bool LoadBlock(bool result, const FieldDescriptor& field, unsigned char* pBase, 
                              alignment);
 }
 
+// Bytes of a scalar or fixed array of scalars, which lie packed in the file at alignment 1
+// just as in the structure; 0 for any other field.
+uint32_t PackedBytes(const FieldDescriptor& field) {
+    if (field.kind == FieldKind::ScalarBlock ||
+        (field.kind == FieldKind::Inline && field.element.kind == ElementKind::Scalar)) {
+        // An inline scalar is one value whatever its count says.
+        return (field.kind == FieldKind::ScalarBlock ? field.count : 1) *
+               WidthOf(field.element.scalar);
+    }
+    return 0;
+}
+
+// Fields from `first` on that follow each other without a gap in the structure and in the
+// file are one block of bytes: copied at once, when all of it is there. Returns the field
+// after the block, or `first` when the fields are left to be read one by one (another
+// alignment, or the bytes run out within the block, where each field reports its own loss).
+uint32_t CopyPackedRun(const StructDescriptor& descriptor, uint32_t first, unsigned char* pBase,
+                       Entry* pEntry, unsigned char alignment) {
+    if (alignment != 1 || pEntry == nullptr) {
+        return first;
+    }
+    const uint32_t start = descriptor.fields[first].offset;
+    uint32_t end = first;
+    uint32_t bytes = 0;
+    while (end < descriptor.fieldCount) {
+        const FieldDescriptor& field = descriptor.fields[end];
+        const uint32_t fieldBytes = PackedBytes(field);
+        if (fieldBytes == 0 || field.offset != start + bytes) {
+            break;
+        }
+        bytes += fieldBytes;
+        ++end;
+    }
+    return end != first && pEntry->TakeBytes(pBase + start, bytes) ? end : first;
+}
+
 }  // namespace
 
 bool Load(const StructDescriptor& descriptor, void* pStructure,
           ParameterFileSymbolTableEntry* pEntry, unsigned char alignment) {
     auto* pBase = static_cast<unsigned char*>(pStructure);
-    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
-        ClearField(descriptor.fields[i], pBase);
-    }
     bool result = true;
-    for (uint32_t i = 0; i < descriptor.fieldCount; ++i) {
-        const FieldDescriptor& field = descriptor.fields[i];
+    for (uint32_t i = 0; i < descriptor.fieldCount;) {
+        // A field copied whole needs no clearing; every other one is cleared just before it
+        // is read, which leaves what clearing them all first would.
+        if (result) {
+            const uint32_t next = CopyPackedRun(descriptor, i, pBase, pEntry, alignment);
+            if (next != i) {
+                i = next;
+                continue;
+            }
+        }
+        const FieldDescriptor& field = descriptor.fields[i++];
+        ClearField(field, pBase);
         switch (field.kind) {
             case FieldKind::Inline:
                 result = LoadInline(result, field, pBase, pEntry, alignment);

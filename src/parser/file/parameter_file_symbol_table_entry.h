@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "zyra_api.h"
@@ -67,6 +68,16 @@ public:
     // `size` bytes packed at the cursor (a fixed array); the cursor moves by `size` padded to
     // the alignment. False without a message when the entry has no values.
     bool ReadBlock(void* pDest, unsigned int size, unsigned char alignment);
+    // `size` bytes at the cursor, copied and passed when all of them are there; false, with
+    // nothing copied, moved or logged, when they are not.
+    bool TakeBytes(void* pDest, uint32_t size) {
+        if (m_pData == nullptr || m_position > m_length || size > m_length - m_position) {
+            return false;
+        }
+        std::memcpy(pDest, m_pData + m_position, size);
+        m_position += size;
+        return true;
+    }
 
     // The shared object built for this entry's duplicate group at the reading site
     // `pFile`:`line` for `count` elements (see ParameterFileSymbolTable).
