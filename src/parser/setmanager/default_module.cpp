@@ -1,5 +1,7 @@
 #include "parser/setmanager/default_module.h"
 
+#include <new>
+
 #include "parser/foundation/parser_object.h"
 #include "parser/setmanager/module_data.h"
 #include "parser/setmanager/parameter_module.h"
@@ -29,9 +31,19 @@ bool DefaultModule::AddModule(ParameterModule* pModule) {
     if (pModule == nullptr) {
         return false;
     }
+    ForgetIndexOfEmptyList();
     auto* pLink = ParserNew<ModuleLink>(pModule);
     if (pLink == nullptr) {
         return false;
+    }
+    if (pModule->Data == nullptr) {
+        m_walkList = true;
+    } else {
+        try {
+            m_firstById.emplace(pModule->Data->ID, pModule);
+        } catch (const std::bad_alloc&) {
+            m_walkList = true;
+        }
     }
     if (InstanceHead == nullptr) {
         InstanceHead = pLink;
@@ -63,9 +75,35 @@ void DefaultModule::RemoveModule(const ParameterModule* pModule) {
     pLink->Module = nullptr;
     pLink->Next = nullptr;
     ParserDelete(pLink);
+    if (pModule->Data == nullptr) {
+        return;
+    }
+    // Another instance of the same entry, if one is listed, becomes the first.
+    const uint32_t id = pModule->Data->ID;
+    auto indexed = m_firstById.find(id);
+    if (indexed == m_firstById.end() || indexed->second != pModule) {
+        return;
+    }
+    m_firstById.erase(indexed);
+    for (pLink = InstanceHead; pLink != nullptr; pLink = pLink->Next) {
+        ParameterModule* pOther = pLink->Module;
+        if (pOther != nullptr && pOther->Data != nullptr && pOther->Data->ID == id) {
+            try {
+                m_firstById.emplace(id, pOther);
+            } catch (const std::bad_alloc&) {
+                m_walkList = true;
+            }
+            return;
+        }
+    }
 }
 
 ParameterModule* DefaultModule::Find(unsigned int id) {
+    ForgetIndexOfEmptyList();
+    if (!m_walkList) {
+        auto indexed = m_firstById.find(id);
+        return indexed != m_firstById.end() ? indexed->second : nullptr;
+    }
     for (ModuleLink* pLink = InstanceHead; pLink != nullptr; pLink = pLink->Next) {
         ParameterModule* pModule = pLink->Module;
         if (pModule == nullptr) {

@@ -1,6 +1,9 @@
 // Per module type: the registered prototype and the instances made from it for one binary.
 #pragma once
 
+#include <cstdint>
+#include <unordered_map>
+
 #include "zyra_api.h"
 
 class ParameterModule;
@@ -38,6 +41,24 @@ public:
     ParameterModule* Find(unsigned int id);
 
     ParameterModule* Prototype;
+    // The list changes through AddModule and RemoveModule, or is emptied as a whole (both
+    // null), which Find's index notices.
     ModuleLink* InstanceHead = nullptr;
     ModuleLink* InstanceTail = nullptr;
+
+private:
+    // Starts the index over when the list was emptied from outside.
+    void ForgetIndexOfEmptyList() {
+        if (InstanceHead == nullptr) {
+            m_firstById.clear();
+            m_walkList = false;
+        }
+    }
+
+    // The first listed instance of each symbol entry, so that creating the modules of a binary
+    // does not walk the list once per module.
+    std::unordered_map<uint32_t, ParameterModule*> m_firstById;
+    // Set while the index cannot answer alone: an instance without ModuleData (which ends
+    // every search) is listed, or one could not be indexed for want of memory.
+    bool m_walkList = false;
 };

@@ -2,10 +2,15 @@
 // service reads from it, reference counts, and the instance lists of module types.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
+#include <random>
+#include <vector>
 
 #include "binwriter/tuning_binary_builder.h"
 #include "parser/foundation/parser_object.h"
+#include "parser/setmanager/module_data.h"
 #include "set_manager_test_support.h"
 
 namespace setmanager_test {
@@ -273,6 +278,55 @@ TEST(SetManagerModules, InstanceListsOfAModuleType) {
     delete pOnly;
     ParserDelete(pDefault);
     EXPECT_EQ(s_alive, 0);
+}
+
+// Find against a walk of the list, over seeded runs of adding, removing and emptying the list
+// as a reload does, with instances of repeated entries and now and then one without ModuleData.
+TEST(SetManagerModules, FindAnswersAsAWalkOfTheListDoes) {
+    std::mt19937 random(7u);
+    std::vector<std::unique_ptr<ModuleData>> data;
+    for (unsigned int id = 0; id < 6; ++id) {
+        data.push_back(std::make_unique<ModuleData>(id, 0, nullptr, "abc", 0, 0, nullptr));
+    }
+    std::vector<std::unique_ptr<TestModule>> modules;
+    DefaultModule* pDefault = ParserNew<DefaultModule>(new TestModule("abc", {1, 0, 0}, nullptr));
+    std::vector<TestModule*> listed;
+    for (int step = 0; step < 4000; ++step) {
+        const unsigned int action = random() % 10;
+        if (action < 4) {
+            ModuleData* pData = random() % 25 == 0 ? nullptr : data[random() % data.size()].get();
+            modules.push_back(std::make_unique<TestModule>("abc", VersionUnion{1, 0, 0}, pData));
+            ASSERT_TRUE(pDefault->AddModule(modules.back().get()));
+            listed.push_back(modules.back().get());
+        } else if (action < 6 && !listed.empty()) {
+            const size_t index = random() % listed.size();
+            pDefault->RemoveModule(listed[index]);
+            listed.erase(listed.begin() + static_cast<std::ptrdiff_t>(index));
+        } else if (action == 6 && random() % 8 == 0) {
+            // Emptied from outside: the links go, the modules stay with their owner.
+            for (ModuleLink* pLink = pDefault->InstanceHead; pLink != nullptr;) {
+                ModuleLink* pNext = pLink->Next;
+                pLink->Module = nullptr;
+                pLink->Next = nullptr;
+                ParserDelete(pLink);
+                pLink = pNext;
+            }
+            pDefault->InstanceHead = nullptr;
+            pDefault->InstanceTail = nullptr;
+            listed.clear();
+        } else {
+            const unsigned int id = random() % (data.size() + 1);
+            auto walked = std::find_if(listed.begin(), listed.end(), [id](TestModule* pModule) {
+                return pModule->Data == nullptr || pModule->Data->ID == id;
+            });
+            ASSERT_EQ(pDefault->Find(id), walked != listed.end() ? *walked : nullptr)
+                << "step " << step << ", id " << id;
+        }
+    }
+    for (TestModule* pModule : listed) {
+        pDefault->RemoveModule(pModule);
+    }
+    ParserDelete(pDefault);
 }
 
 }  // namespace
