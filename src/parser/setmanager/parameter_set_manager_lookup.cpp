@@ -184,7 +184,8 @@ bool ParameterSetManager::WalkWarmBranch(const std::string& name, const TuningMo
         if (!IsTrackedMode(pTarget)) {
             return true;
         }
-        if (pTarget->LastUse.load() == 0 || touchedCount == kWarmBranchModes) {
+        if (pTarget->LastUse.load(std::memory_order_relaxed) == 0 ||
+            touchedCount == kWarmBranchModes) {
             return false;
         }
         touched[touchedCount++] = pTarget;
@@ -215,8 +216,10 @@ bool ParameterSetManager::WalkWarmBranch(const std::string& name, const TuningMo
     // One block of stamps for the whole walk: the last mode touched is the most recent, and
     // walks of other threads a tick of the clock apart do not interleave with this one.
     const uint64_t first = ModeUseClock::Take(touchedCount);
+    // Relaxed: the stamps are read under the exclusive side, which waits for this reader to
+    // leave and so sees them.
     for (unsigned int i = 0; i < touchedCount; ++i) {
-        touched[i]->LastUse.store(first + i);
+        touched[i]->LastUse.store(first + i, std::memory_order_relaxed);
     }
     return true;
 }
