@@ -1,0 +1,265 @@
+// Loading typed modules full of arrays, cold: image stabilisation (flat), noise filter and
+// gamma curves (trigger trees of regions). Memory mode loads a binary in memory, which loads
+// every module; file mode opens the same binary as a file on demand and asks for every
+// module, which reads each mode from the file. Each iteration also times the least that
+// moving the module bytes costs: memcpy of them (memory mode) or one read of them from the
+// file (file mode). The counters give the module bytes per second and `to_memcpy` or
+// `to_read`, the time of the load over that of the copy or the read.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "abf_4_0_1.h"
+#include "binwriter/tuning_binary_builder.h"
+#include "binwriter/value_writer.h"
+#include "eis_1_6_0.h"
+#include "gamma_1_6_1.h"
+#include "parser/engine/descriptors.h"
+#include "parser/setmanager/tuning_mode.h"
+#include "temp_dir.h"
+#include "tuning_set_manager.h"
+#include "zyra/log.h"
+
+namespace {
+
+using ParameterEngine::ElementKind;
+using ParameterEngine::ElementType;
+using ParameterEngine::FieldDescriptor;
+using ParameterEngine::FieldKind;
+using ParameterEngine::StructDescriptor;
+
+// Elements of every counted array; trees stop below this many levels of nodes.
+constexpr uint32_t kFanOut = 4;
+constexpr unsigned int kTreeLevels = 3;
+constexpr unsigned int kUseCases = 4;
+
+// Fills any structure from its descriptor table with distinct values, and counts the module
+// bytes it writes.
+class ModuleFiller {
+public:
+    explicit ModuleFiller(binwriter::TuningBinaryBuilder& builder) : m_builder(builder) {}
+
+    std::vector<uint8_t> Top(const StructDescriptor& type) {
+        binwriter::ValueWriter out(m_builder);
+        Struct(type, out, 0);
+        return Counted(out.Bytes());
+    }
+    uint64_t ModuleBytes() const { return m_bytes; }
+
+private:
+    const std::vector<uint8_t>& Counted(const std::vector<uint8_t>& bytes) {
+        m_bytes += bytes.size();
+        return bytes;
+    }
+    uint32_t Target(const std::vector<uint8_t>& bytes) {
+        return m_builder.AddPointerTarget(Counted(bytes));
+    }
+
+    std::vector<uint8_t> Scalars(uint32_t width, uint32_t count) {
+        std::vector<uint8_t> bytes;
+        for (uint32_t i = 0; i < count; ++i) {
+            const uint64_t value = ++m_counter * 0x9E3779B97F4A7C15ull;
+            for (uint32_t b = 0; b < width; ++b) {
+                bytes.push_back(static_cast<uint8_t>(value >> (8 * b)));
+            }
+        }
+        return bytes;
+    }
+
+    void Element(const ElementType& element, binwriter::ValueWriter& out, unsigned int depth) {
+        switch (element.kind) {
+            case ElementKind::Scalar:
+                out.Packed(Scalars(ParameterEngine::WidthOf(element.scalar), 1));
+                break;
+            case ElementKind::Enum: out.U32(element.enumType->ranges[0].first); break;
+            case ElementKind::Struct: Struct(*element.structType, out, depth); break;
+            case ElementKind::String: out.String("text " + std::to_string(++m_counter)); break;
+        }
+    }
+
+    void Struct(const StructDescriptor& type, binwriter::ValueWriter& out, unsigned int depth) {
+        for (uint32_t i = 0; i < type.fieldCount; ++i) {
+            const FieldDescriptor& field = type.fields[i];
+            switch (field.kind) {
+                case FieldKind::Inline:
+                    for (uint32_t k = 0; k < field.count; ++k) {
+                        Element(field.element, out, depth);
+                    }
+                    break;
+                case FieldKind::ScalarBlock:
+                    out.Packed(Scalars(ParameterEngine::WidthOf(field.element.scalar),
+                                       field.count));
+                    break;
+                case FieldKind::String: out.String("text " + std::to_string(++m_counter)); break;
+                case FieldKind::Counted: {
+                    // Nodes that hold further arrays end at the last level; plain data does not.
+                    const bool node = field.element.kind == ElementKind::Struct &&
+                                      field.element.structType->ownsMemory;
+                    const uint32_t count = node && depth + 1 >= kTreeLevels ? 0 : kFanOut;
+                    binwriter::ValueWriter child(m_builder);
+                    for (uint32_t k = 0; k < count; ++k) {
+                        Element(field.element, child, depth + (node ? 1 : 0));
+                    }
+                    out.U32(count).Pointer(Target(child.Bytes()));
+                    break;
+                }
+                case FieldKind::Optional: {
+                    binwriter::ValueWriter child(m_builder);
+                    Element(field.element, child, depth);
+                    out.U32(1).Pointer(Target(child.Bytes()));
+                    break;
+                }
+                case FieldKind::Memory: break;
+            }
+        }
+    }
+
+    binwriter::TuningBinaryBuilder& m_builder;
+    uint64_t m_counter = 0;
+    uint64_t m_bytes = 0;
+};
+
+// Every name of the three classes in every use case below Default.
+struct LoadingBinary {
+    std::vector<uint8_t> bytes;
+    uint64_t moduleBytes = 0;
+    std::vector<std::pair<std::string, uint16_t>> modules;  // name, use case
+};
+
+const LoadingBinary& Binary() {
+    static const LoadingBinary s_binary = [] {
+        LoadingBinary binary;
+        binwriter::TuningBinaryBuilder builder({5, 0, 0});
+        ModuleFiller filler(builder);
+        binwriter::ModeRecord root;
+        const uint32_t rootId = builder.AddMode(root);
+        const ParameterEngine::ModuleDescriptor* classes[] = {
+            &eis_1_6_0::lumatrope_eis16TypeClass::Descriptor(),
+            &abf_4_0_1::lumatrope_abf40TypeClass::Descriptor(),
+            &gamma_1_6_1::lumatrope_gamma16TypeClass::Descriptor()};
+        for (uint16_t useCase = 0; useCase < kUseCases; ++useCase) {
+            binwriter::ModeRecord record;
+            record.mode = 2;
+            record.subMode = useCase;
+            record.parent = rootId;
+            const uint32_t mode = builder.AddMode(record);
+            for (const ParameterEngine::ModuleDescriptor* pClass : classes) {
+                for (uint32_t n = 0; n < pClass->nameCount; ++n) {
+                    builder.AddModule(pClass->names[n],
+                                      {pClass->major, pClass->minor, pClass->patch}, mode,
+                                      filler.Top(*pClass->top));
+                    binary.modules.emplace_back(pClass->names[n], useCase);
+                }
+            }
+        }
+        binary.bytes = builder.Build();
+        binary.moduleBytes = filler.ModuleBytes();
+        return binary;
+    }();
+    return s_binary;
+}
+
+// A tuning set manager without the live tuning server, whose log is dropped.
+class LoadingSetManager : public TuningSetManager {
+public:
+    LoadingSetManager() {
+        m_dialinEnabled = false;
+        m_logDebug = false;
+    }
+};
+
+void Drop(void*, uint64_t, const char*, uint32_t, const char*) {}
+
+template <typename Work>
+double Seconds(Work&& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// `move` names the copy or the read the load is measured against.
+void SetCounters(benchmark::State& state, double loadSeconds, double moveSeconds,
+                 const std::string& move) {
+    const double bytes = static_cast<double>(state.iterations()) * Binary().moduleBytes;
+    state.counters["module_bytes"] = static_cast<double>(Binary().moduleBytes);
+    state.counters["load_bytes_per_s"] = bytes / loadSeconds;
+    state.counters[move + "_bytes_per_s"] = bytes / moveSeconds;
+    state.counters["to_" + move] = loadSeconds / moveSeconds;
+}
+
+void BM_LoadModules_MemoryMode(benchmark::State& state) {
+    Zyra::Log::SetLogSink(&Drop, nullptr);
+    std::vector<uint8_t> binary = Binary().bytes;
+    std::vector<uint8_t> copy(Binary().moduleBytes);
+    double loadSeconds = 0;
+    double copySeconds = 0;
+    for (auto _ : state) {
+        LoadingSetManager manager;
+        bool loaded = false;
+        loadSeconds += Seconds([&] {
+            loaded = manager.LoadBinaryParameters(binary.data(), binary.size());
+        });
+        copySeconds += Seconds([&] {
+            std::memcpy(copy.data(), binary.data(), copy.size());
+            benchmark::ClobberMemory();
+        });
+        if (!loaded) {
+            state.SkipWithError(manager.GetError());
+            break;
+        }
+    }
+    Zyra::Log::SetLogSink(nullptr, nullptr);
+    SetCounters(state, loadSeconds, copySeconds, "memcpy");
+}
+BENCHMARK(BM_LoadModules_MemoryMode)->Unit(benchmark::kMillisecond);
+
+void BM_LoadModules_FileMode(benchmark::State& state) {
+    Zyra::Log::SetLogSink(&Drop, nullptr);
+    const zyra_test::TempDir directory;
+    const std::vector<uint8_t>& bytes = Binary().bytes;
+    const std::string path =
+        directory.Write("modules.bin", std::string(bytes.begin(), bytes.end()));
+    std::vector<uint8_t> buffer(Binary().moduleBytes);
+    double loadSeconds = 0;
+    double readSeconds = 0;
+    for (auto _ : state) {
+        LoadingSetManager manager;
+        unsigned int found = 0;
+        loadSeconds += Seconds([&] {
+            if (!manager.LoadBinaryParameters(path.c_str())) {
+                return;
+            }
+            for (const auto& module : Binary().modules) {
+                const TuningMode branch[] = {{0, 0, 0}, {2, module.second, 0}};
+                ParameterModule* pModule =
+                    manager.GetModule(module.first.c_str(), branch, 2, nullptr);
+                if (pModule != nullptr) {
+                    ++found;
+                    pModule->Release();
+                }
+            }
+        });
+        readSeconds += Seconds([&] {
+            FILE* pFile = std::fopen(path.c_str(), "rb");
+            if (pFile != nullptr) {
+                benchmark::DoNotOptimize(std::fread(buffer.data(), 1, buffer.size(), pFile));
+                std::fclose(pFile);
+            }
+        });
+        if (found != Binary().modules.size()) {
+            state.SkipWithError("not every module loaded");
+            break;
+        }
+    }
+    Zyra::Log::SetLogSink(nullptr, nullptr);
+    SetCounters(state, loadSeconds, readSeconds, "read");
+}
+BENCHMARK(BM_LoadModules_FileMode)->Unit(benchmark::kMillisecond);
+
+}  // namespace
