@@ -74,4 +74,34 @@ TEST(BinaryWriterValues, StringsPointAtAnEntryHoldingTheirText) {
                   .Le(1, 4).Bytes());
 }
 
+// Shared targets: equal values one entry, a fixed entry serving as well, a duplicate group once
+// a site names the values twice, and equal values stored once.
+TEST(BinaryWriterValues, EqualValuesShareAnEntryAndFormAGroupWhereASiteRepeats) {
+    TuningBinaryBuilder builder({4, 0, 0});
+    builder.AddPointerTargetAt(3, {7, 7});
+    builder.SetShareEqualValues(true);
+    EXPECT_EQ(builder.AddSharedTarget({7, 7}, std::nullopt), 3u);
+    EXPECT_EQ(builder.AddSharedTarget({1}, "site"), 1u);
+    EXPECT_EQ(builder.AddSharedTarget({1}, "other site"), 1u);
+    EXPECT_EQ(builder.AddSharedTarget({1}, "site"), 1u);
+    EXPECT_EQ(builder.AddSharedTarget({1}, "site"), 1u);
+    EXPECT_EQ(builder.AddSharedTarget({7}, std::nullopt), 4u);
+    std::vector<uint8_t> binary = builder.Build();
+    auto sections = ReadSections(binary, 168, 3, 4);
+    const auto dataTable = FindSection(sections, kDataTable);
+    // Entry 2 makes entry 1 a group; it was free below the fixed id 3.
+    EXPECT_EQ(Slice(binary, dataTable.offset, dataTable.size),
+              Expected().Le(1, 4).Le(0, 4).Le(1, 4).Le(1, 4).Le(2, 4).Le(0, 4).Le(1, 4).Le(1, 4)
+                  .Le(3, 4).Le(1, 4).Le(2, 4).Le(3, 4).Le(4, 4).Le(3, 4).Le(1, 4).Le(4, 4)
+                  .Bytes());
+
+    // Without duplicate ids there is no group to make.
+    TuningBinaryBuilder older({3, 0, 0});
+    older.SetShareEqualValues(true);
+    EXPECT_EQ(older.AddSharedTarget({1}, "site"), 1u);
+    EXPECT_EQ(older.AddSharedTarget({1}, "site"), 1u);
+    EXPECT_EQ(older.AddPointerTarget({2}), 2u);
+}
+
 }  // namespace
+

@@ -18,9 +18,18 @@ StoredData DataBlock::Store(const std::vector<uint8_t>& bytes,
             }
         }
     }
-    m_writer.PadToAlignment();
-    StoredData placed{ToU32(m_writer.Size()), ToU32(bytes.size())};
-    m_writer.Raw(bytes);
+    auto equal = m_storeEqualOnce ? m_copies.find(bytes) : m_copies.end();
+    StoredData placed;
+    if (equal != m_copies.end()) {
+        placed = equal->second;
+    } else {
+        m_writer.PadToAlignment();
+        placed = StoredData{ToU32(m_writer.Size()), ToU32(bytes.size())};
+        m_writer.Raw(bytes);
+        if (m_storeEqualOnce) {
+            m_copies.emplace(bytes, placed);
+        }
+    }
     if (group) {
         m_firstCopies.emplace(*group, placed);
     }

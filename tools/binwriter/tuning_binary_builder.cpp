@@ -20,6 +20,33 @@ using SectionBytes = std::map<uint32_t, std::vector<uint8_t>>;
 
 uint32_t Key(SectionType type) { return static_cast<uint32_t>(type); }
 
+// Puts `entry` at the lowest free id, or behind the last entry.
+template <typename Entry>
+uint32_t TakeFreeId(std::vector<Entry>& entries, std::set<uint32_t>& free, Entry entry) {
+    if (free.empty()) {
+        entries.push_back(std::move(entry));
+        return ToU32(entries.size());
+    }
+    const uint32_t id = *free.begin();
+    free.erase(free.begin());
+    entries[id - 1] = std::move(entry);
+    return id;
+}
+
+// Puts `entry` at `id`; the ids skipped to get there stay free.
+template <typename Entry>
+void TakeId(std::vector<Entry>& entries, std::set<uint32_t>& free, uint32_t id, Entry entry) {
+    if (id == 0 || (id <= entries.size() && free.count(id) == 0)) {
+        throw std::invalid_argument("entry id " + std::to_string(id) + " is taken or zero");
+    }
+    while (entries.size() < id) {
+        entries.emplace_back();
+        free.insert(ToU32(entries.size()));
+    }
+    free.erase(id);
+    entries[id - 1] = std::move(entry);
+}
+
 // Stores each entry's values in the data block and works out the numbers its table entry
 // records, raw overrides taking precedence.
 template <typename Entry>
@@ -99,8 +126,11 @@ uint32_t TuningBinaryBuilder::AddModeAlias(uint32_t modeId) {
 }
 
 uint32_t TuningBinaryBuilder::AddSymbol(SymbolEntry entry) {
-    m_symbols.push_back(std::move(entry));
-    return ToU32(m_symbols.size());
+    return TakeFreeId(m_symbols, m_freeSymbolIds, std::move(entry));
+}
+
+void TuningBinaryBuilder::AddSymbolAt(uint32_t id, SymbolEntry entry) {
+    TakeId(m_symbols, m_freeSymbolIds, id, std::move(entry));
 }
 
 uint32_t TuningBinaryBuilder::AddModule(const std::string& name, const Version& moduleVersion,
@@ -114,8 +144,7 @@ uint32_t TuningBinaryBuilder::AddModule(const std::string& name, const Version& 
 }
 
 uint32_t TuningBinaryBuilder::AddDataEntry(DataEntry entry) {
-    m_dataEntries.push_back(std::move(entry));
-    return ToU32(m_dataEntries.size());
+    return TakeFreeId(m_dataEntries, m_freeDataIds, std::move(entry));
 }
 
 uint32_t TuningBinaryBuilder::AddPointerTarget(std::vector<uint8_t> data,
@@ -127,6 +156,42 @@ uint32_t TuningBinaryBuilder::AddPointerTarget(std::vector<uint8_t> data,
     entry.data = std::move(data);
     entry.duplicateId = duplicateId;
     return AddSymbol(std::move(entry));
+}
+
+void TuningBinaryBuilder::AddPointerTargetAt(uint32_t id, std::vector<uint8_t> data,
+                                             std::optional<uint32_t> duplicateId) {
+    // An entry alone in its group can serve values added later that equal its own.
+    if (duplicateId.value_or(id) == id) {
+        m_sharedValues.emplace(data, SharedValue{id, {}, false});
+    }
+    if (HasDataTable(m_version)) {
+        TakeId(m_dataEntries, m_freeDataIds, id, DataEntry{std::move(data), duplicateId, {}});
+        return;
+    }
+    SymbolEntry entry;
+    entry.data = std::move(data);
+    entry.duplicateId = duplicateId;
+    AddSymbolAt(id, std::move(entry));
+}
+
+uint32_t TuningBinaryBuilder::AddSharedTarget(std::vector<uint8_t> data,
+                                              const std::optional<std::string>& site) {
+    if (!m_shareEqualValues) {
+        return AddPointerTarget(std::move(data));
+    }
+    auto found = m_sharedValues.find(data);
+    if (found == m_sharedValues.end()) {
+        const uint32_t id = AddPointerTarget(data);
+        found = m_sharedValues.emplace(std::move(data), SharedValue{id, {}, false}).first;
+    }
+    SharedValue& value = found->second;
+    // Readers share an object only within a duplicate group, which needs two entries.
+    if (site && !value.sites.insert(*site).second && !value.grouped &&
+        HasDuplicateIds(m_version)) {
+        AddPointerTarget(found->first, value.id);
+        value.grouped = true;
+    }
+    return value.id;
 }
 
 std::vector<SectionEntry> TuningBinaryBuilder::DefaultSections() const {
@@ -143,7 +208,7 @@ std::vector<SectionEntry> TuningBinaryBuilder::DefaultSections() const {
 
 std::map<uint32_t, std::vector<uint8_t>> TuningBinaryBuilder::EncodeSectionContents() const {
     const uint8_t alignment = Alignment();
-    DataBlock block(alignment);
+    DataBlock block(alignment, m_shareEqualValues);
     const std::vector<EntryPlacement> symbolPlacements =
         PlaceEntries(m_symbols, EntryTable::Symbols, m_version, block);
     const std::vector<EntryPlacement> dataPlacements =

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,8 +36,12 @@ public:
     // second id of that very node. Returns the new id.
     uint32_t AddModeAlias(uint32_t modeId);
 
-    // Adds a symbol entry and returns its id: its place in the order of adding, from 1.
+    // Adds a symbol entry and returns its id: the lowest one free, from 1.
     uint32_t AddSymbol(SymbolEntry entry);
+    // Adds a symbol entry under a given id, which entries added later go around; an id already
+    // taken is refused. Symbol(id) changes the entry afterwards.
+    void AddSymbolAt(uint32_t id, SymbolEntry entry);
+    SymbolEntry& Symbol(uint32_t id) { return m_symbols.at(id - 1); }
     uint32_t AddModule(const std::string& name, const Version& moduleVersion, uint32_t modeId,
                        std::vector<uint8_t> data);
     // Adds a data table entry and returns its id, numbered from 1 like symbol entries.
@@ -45,6 +50,19 @@ public:
     // table entry where the version has that table, else a symbol entry that is no module.
     uint32_t AddPointerTarget(std::vector<uint8_t> data,
                               std::optional<uint32_t> duplicateId = std::nullopt);
+    // Adds a pointer target under a given id, as values that hold the id require. Entries
+    // added later take the free ids around it; an id already taken is refused.
+    void AddPointerTargetAt(uint32_t id, std::vector<uint8_t> data,
+                            std::optional<uint32_t> duplicateId = std::nullopt);
+
+    // Shares equal values from here on: AddSharedTarget gives equal values one entry, and the
+    // data block stores equal values once. Off by default: every entry has its own copy.
+    void SetShareEqualValues(bool share) { m_shareEqualValues = share; }
+    // AddPointerTarget for values that readers share between the pointers of one reading
+    // `site` (strings, arrays of structures), or that they always copy (no site). With sharing
+    // on, equal values get one entry (a target added at a fixed id serves too when it is in no
+    // group), which becomes a duplicate group once two pointers of one site name it.
+    uint32_t AddSharedTarget(std::vector<uint8_t> data, const std::optional<std::string>& site);
 
     // The section table's rows in this order, which is also the order of the sections in
     // the file. Without a call the table lists the symbol table, the data table (when it has
@@ -68,6 +86,18 @@ private:
     std::vector<ModeRecord> m_modes;
     std::vector<SymbolEntry> m_symbols;
     std::vector<DataEntry> m_dataEntries;
+    // Ids below the highest fixed one that no entry has taken yet; left free, they are written
+    // as empty entries.
+    std::set<uint32_t> m_freeSymbolIds;
+    std::set<uint32_t> m_freeDataIds;
+
+    struct SharedValue {
+        uint32_t id;
+        std::set<std::string> sites;
+        bool grouped;
+    };
+    bool m_shareEqualValues = false;
+    std::map<std::vector<uint8_t>, SharedValue> m_sharedValues;
     std::optional<std::vector<SectionEntry>> m_sections;
     ContainerOverrides m_overrides;
 };
