@@ -1,9 +1,11 @@
-// The commands on binaries the sample does not cover: modules of the tuning family without a
-// schema, and binaries whose modules no single set manager knows.
+// The commands on what the sample does not cover: opaque tuning modules, binaries whose modules
+// no single set manager knows, and descriptions that build refuses.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "binwriter/tuning_binary_builder.h"
@@ -32,7 +34,7 @@ std::string ErrorOf(const std::function<void()>& command) {
     return "(no error)";
 }
 
-TEST(ZyratuneCommands, OpaqueTuningModulesAreShownButNeitherDumpedNorRead) {
+TEST(ZyratuneCommands, OpaqueTuningModulesAreShownAsBytes) {
     zyra_test::TempDir directory;
     binwriter::TuningBinaryBuilder builder(kFormat);
     const uint32_t root = builder.AddMode({});
@@ -46,30 +48,38 @@ TEST(ZyratuneCommands, OpaqueTuningModulesAreShownButNeitherDumpedNorRead) {
 
     std::ostringstream out;
     EXPECT_EQ(zyratune::Inspect(file, out), 0);
-    const std::string text = out.str();
-    const char* const lines[] = {
-        "\nset manager: TuningSetManager\n", "\nmodes:       2\n",
-        ("\n  Default (pinned)\n    - abf21_tfe 2.1.0 opaque, 5 bytes, entry 1\n"
-         "    Usecase.Preview\n      - abf21_tfe 2.1.0 opaque, 2 bytes, entry 2\n")};
-    for (const char* line : lines) {
-        EXPECT_NE(text.find(line), std::string::npos) << line << "\nin\n" << text;
-    }
+    EXPECT_NE(out.str().find("\nset manager: TuningSetManager\nmodes:       2\n"
+                             "  Default (pinned)\n    - abf21_tfe 2.1.0 opaque, 5 bytes, entry 1\n"
+                             "    Usecase.Preview\n"
+                             "      - abf21_tfe 2.1.0 opaque, 2 bytes, entry 2\n"),
+              std::string::npos)
+        << out.str();
 
     std::ostringstream dump;
     EXPECT_EQ(zyratune::Dump(file, false, dump), 0);
-    EXPECT_EQ(dump.str(), "");
-    std::ostringstream json;
-    EXPECT_EQ(zyratune::Dump(file, true, json), 0);
-    const std::string previewNode =
-        "\"children\": [\n      {\n        \"mode\": \"Usecase.Preview\"\n      }";
-    EXPECT_NE(json.str().find(previewNode), std::string::npos)
-        << json.str();
+    EXPECT_EQ(dump.str(), "Default abf21_tfe.bytes = \"0102030405\"\n"
+                          "Default|Usecase.Preview abf21_tfe.bytes = \"0909\"\n");
 
+    const std::string note = "abf21_tfe in Default|Usecase.Preview is opaque (no schema): 2 "
+                             "bytes, shown by zyratune get --raw " + file +
+                             " 'Default|Usecase.Preview' abf21_tfe";
     std::ostringstream ignored;
     EXPECT_EQ(ErrorOf([&] {
-                  zyratune::Get(file, "Default|Usecase.Preview", "abf21_tfe", "", ignored);
+                  zyratune::Get(file, "Default|Usecase.Preview", "abf21_tfe", "", false, ignored);
               }),
-              file + ": no value abf21_tfe in mode Default|Usecase.Preview");
+              file + ": " + note);
+    std::ostringstream info;
+    EXPECT_EQ(zyratune::Info(file, "Default|Usecase.Preview", "abf21_tfe", info), 0);
+    EXPECT_EQ(info.str(), note + "\n");
+    std::ostringstream raw;
+    EXPECT_EQ(zyratune::Get(file, "Default|Usecase.Preview", "abf21_tfe", "", true, raw), 0);
+    EXPECT_EQ(raw.str(), "0909\n");
+    EXPECT_EQ(ErrorOf([&] {
+                  zyratune::Set(file, "Default", {"abf21_tfe.x=1"}, directory.File("o.bin"),
+                                ignored);
+              }),
+              file + ": abf21_tfe in Default is opaque (no schema): 5 bytes, shown by zyratune "
+                     "get --raw " + file + " 'Default' abf21_tfe");
 }
 
 TEST(ZyratuneCommands, ModulesOfTwoSetManagersAreRefused) {
@@ -88,18 +98,67 @@ TEST(ZyratuneCommands, ModulesOfTwoSetManagersAreRefused) {
     EXPECT_EQ(ErrorOf([&] { zyratune::Inspect(unknown, ignored); }),
               unknown + ": not a loadable tuning binary: module nosuchmodule is in no set "
                         "manager's catalogue");
+}
 
-    const std::string description = directory.Write(
-        "mixed.json", R"({"modes": {"mode": "Default", "modules": [
-            {"name": "flashDriverData"}, {"name": "abf21_tfe"}]}})");
-    EXPECT_EQ(ErrorOf([&] { zyratune::Build(description, directory.File("out.bin"), ignored); }),
-              description +
-                  ": Default: abf21_tfe: module has no schema, so no values can be given");
-    const std::string sensors = directory.Write(
-        "sensors.json", R"({"modes": {"mode": "Default", "modules": [
-            {"name": "flashDriverData"}, {"name": "abf21_tfe_x"}]}})");
-    EXPECT_EQ(ErrorOf([&] { zyratune::Build(sensors, directory.File("out.bin"), ignored); }),
-              sensors + ": Default: abf21_tfe_x: no such module in the catalogue");
+// Each description differs from a good one in one place, which the message names.
+TEST(ZyratuneCommands, BadDescriptionsAreRefusedNamingTheirPlace) {
+    const std::string flash = R"({"name": "flashDriverData", "values": )";
+    const std::string abf = R"({"name": "abf21_tfe", )";
+    const std::string preview = R"({"mode": "Usecase.Preview", )";
+    auto modules = [](const std::string& list) {
+        return R"({"modes": {"mode": "Default", "modules": [)" + list + "]}}";
+    };
+    auto children = [](const std::string& version, const std::string& list) {
+        return R"({"version": ")" + version + R"(", "modes": {"mode": "Default", "children": [)" +
+               list + "]}}";
+    };
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {modules(flash + R"({"u16Value": 1)").substr(0, 94),
+         "modes.modules[0].values.u16Value: parse error at line 1, column 95: syntax error "
+         "while parsing object - unexpected end of input; expected '}'"},
+        {R"({"version": 5, "modes": {}})", "version: must be a string"},
+        {R"({"version": "5.0.1", "modes": {}})",
+         "version: 5.0.1 is above 5.0.0, the highest the library reads"},
+        {R"({"version": "2.0.0", "alignment": 1, "modes": {}})",
+         "alignment: version 2.0.0 lays values out with 8"},
+        {R"({"modes": {"mode": "Default"}, "mode": 1})", "mode: no such key here"},
+        {R"({"flags": 2, "modes": {}})",
+         "flags: bit 1 marks compressed sections, which the library refuses"},
+        {modules(R"({"name": "abf21_tfe_x"})"),
+         "modes.modules[0].name: no module abf21_tfe_x in the catalogue"},
+        {modules(abf + R"("version": "2.0.0", "bytes": ""})"),
+         "modes.modules[0].version: abf21_tfe is version 2.1.0"},
+        {modules(abf + R"("values": {}})"),
+         "modes.modules[0]: abf21_tfe has no schema, so it takes bytes"},
+        {modules(abf + R"("bytes": "0g"})"),
+         "modes.modules[0].bytes: must be hex digits, two a byte"},
+        {modules(abf + R"("bytes": "", "entries": [{"id": 0, "bytes": ""}]})"),
+         "modes.modules[0].entries[0].id: entry ids start at 1"},
+        {modules(flash + R"({"powerSequenceInfo1": {"powerSetting": [{}, {"u32Value1": -1}]}}})"),
+         "modes.modules[0].values.powerSequenceInfo1.powerSetting[1].u32Value1: must be an "
+         "integer in range"},
+        {modules(flash + R"({"flashDriverType": 2}})"),
+         "modes.modules[0].values.flashDriverType: 2 is not a value of FlashDriverType"},
+        {modules(flash + R"({}}, )" + abf + R"("bytes": ""})"),
+         "modes.modules[1].name: abf21_tfe belongs to TuningSetManager, the modules before it "
+         "to ImageSensorModuleSetManager"},
+        {children("5.0.0", preview + R"("link": "Default|Usecase.Video"})"),
+         "modes.children[0].link: no mode Default|Usecase.Video"},
+        {children("4.0.0", preview + R"("pinned": true})"),
+         "modes.children[0].pinned: version 4.0.0 has no pin flags"},
+        {children("5.0.0", R"({"mode": "Default"})"),
+         "modes.children[0].mode: readers take a mode under the same mode for that mode"},
+        {children("5.0.0", preview + R"("children": [{"mode": "Usecase.Nope"}]})"),
+         "modes.children[0].children[0].mode: unknown mode 'Usecase.Nope'"},
+    };
+    zyra_test::TempDir directory;
+    for (const auto& [text, message] : cases) {
+        const std::string input = directory.Write("bad.json", text);
+        std::ostringstream ignored;
+        EXPECT_EQ(ErrorOf([&] { zyratune::Build(input, directory.File("out.bin"), ignored); }),
+                  input + ": " + message)
+            << text;
+    }
 }
 
 }  // namespace

@@ -19,16 +19,17 @@ const ParameterEngine::StructDescriptor& Top() {
     return *enginetest_1_0_0::enginetestTypeClass::Descriptor().top;
 }
 
-// Every field of the schema, in its order, with values that show a wrong width or sign.
+// Every field of the schema, in its order, with values that show a wrong width or sign, and
+// the spellings of what JSON has no numbers or strings for.
 const char* const kEveryField = R"({
   "u8": 250, "u16": 65535, "u32": 4000000000, "i32": -7, "u64": 18446744073709551615,
-  "i64": -9000000000, "f32": 0.1, "f64": -2.5, "flag": true, "gain": 1.5, "trigger": 1001,
-  "name": "rear camera",
+  "i64": -9000000000, "f32": 0.1, "f64": "-inf", "flag": 7, "gain": 1.5, "trigger": 1001,
+  "name": {"hex": "c3ff"},
   "module_version": {"major": 2, "minor": 3},
   "origin": {"x": 0.25, "y": -3.0},
   "lut": [1, 2, 3, 4, 5, 6],
   "colors": [3, 0, 1],
-  "corners": [{"x": 1.0, "y": 2.0}, {"x": -1.0, "y": 0.5}],
+  "corners": [{"x": "nan", "y": 2.0}, {"x": "0x7fc00001", "y": 0.5}],
   "curve_tab": {"curve": [0.5, 1.0, 1.5, 2.0]},
   "samples": [10, 20, 30],
   "triggers": [75, 100],
@@ -77,20 +78,22 @@ TEST(ZyratuneJsonCodec, EveryFieldKindRoundTripsInBothLayouts) {
 
 TEST(ZyratuneJsonCodec, RefusesWhatAFieldCannotHoldNamingThePlace) {
     const std::vector<std::pair<const char*, std::string>> cases = {
-        {R"({"u8": 256})", "m: u8 must be an integer in range"},
-        {R"({"u32": -1})", "m: u32 must be an integer in range"},
-        {R"({"i32": 2147483648})", "m: i32 must be an integer in range"},
-        {R"({"i32": 1.5})", "m: i32 must be an integer in range"},
-        {R"({"f32": "1"})", "m: f32 must be a number"},
-        {R"({"flag": 1})", "m: flag must be true or false"},
-        {R"({"name": 5})", "m: name must be a string"},
-        {R"({"lut": [1, 2]})", "m: lut must be an array of 6 values"},
-        {R"({"samples": 3})", "m: samples must be an array"},
-        {R"({"regions": [{"weights": [70000]}]})",
-         "m: regions.weights must be an integer in range"},
-        {R"({"origin": {"z": 1}})", "m: pointType has no field origin.z"},
-        {R"({"nosuch": 1})", "m: enginetestType has no field nosuch"},
-        {R"([1])", "m: values must be an object"},
+        {R"({"u8": 256})", "m.u8: must be an integer in range"},
+        {R"({"u32": -1})", "m.u32: must be an integer in range"},
+        {R"({"i32": 2147483648})", "m.i32: must be an integer in range"},
+        {R"({"i32": 1.5})", "m.i32: must be an integer in range"},
+        {R"({"f32": "1"})", "m.f32: must be a number"},
+        {R"({"f32": 1e39})", "m.f32: must be a number in range"},
+        {R"({"flag": -1})", "m.flag: must be true or false"},
+        {R"({"name": 5})", "m.name: must be a string"},
+        {R"({"trigger": 19})", "m.trigger: 19 is not a value of trigger_types"},
+        {R"({"lut": [1, 2]})", "m.lut: must be an array of 6 values"},
+        {R"({"samples": 3})", "m.samples: must be an array"},
+        {R"({"regions": [{}, {"weights": [1, 70000]}]})",
+         "m.regions[1].weights[1]: must be an integer in range"},
+        {R"({"origin": {"z": 1}})", "m.origin.z: no such field in pointType"},
+        {R"({"nosuch": 1})", "m.nosuch: no such field in enginetestType"},
+        {R"([1])", "m: must be an object"},
     };
     for (const auto& [text, message] : cases) {
         binwriter::TuningBinaryBuilder builder(binwriter::Version{5, 0, 0});

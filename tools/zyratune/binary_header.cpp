@@ -28,67 +28,27 @@ std::string Text(const std::vector<uint8_t>& bytes, size_t position, size_t widt
     return text;
 }
 
-bool AtLeast(const BinaryHeader& header, uint16_t major, uint16_t minor, uint32_t patch) {
-    if (header.major != major) return header.major > major;
-    if (header.minor != minor) return header.minor > minor;
-    return header.patch >= patch;
-}
-
 }  // namespace
 
-std::string BinaryHeader::Version() const {
+std::string VersionText(uint64_t major, uint64_t minor, uint64_t patch) {
     return std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch);
 }
 
-namespace {
+std::string BinaryHeader::Version() const { return VersionText(major, minor, patch); }
 
-// Where the fields of one symbol entry lie, by version (docs/binary-format.md).
-struct EntryLayout {
-    uint32_t stride = 60, nameAt = 4, modeAt = 44, lengthAt = 52;
-};
-
-EntryLayout LayoutOf(const BinaryHeader& header) {
-    if (!AtLeast(header, 1, 1, 0)) return {64, 4, 52, 60};
-    if (header.alignment == 8) return {72, 8, 48, 64};
-    if (!AtLeast(header, 3, 0, 2)) return {56, 4, 44, 52};
-    return {};
+bool BinaryHeader::AtLeast(uint16_t atLeastMajor, uint16_t atLeastMinor,
+                           uint32_t atLeastPatch) const {
+    if (major != atLeastMajor) return major > atLeastMajor;
+    if (minor != atLeastMinor) return minor > atLeastMinor;
+    return patch >= atLeastPatch;
 }
 
-// The symbol table's row, or none.
-const SectionRow* SymbolTable(const BinaryHeader& header) {
-    for (const SectionRow& row : header.sections) {
-        if (row.type == 0) return &row;
+std::optional<SectionRow> BinaryHeader::Section(uint32_t type) const {
+    std::optional<SectionRow> found;
+    for (const SectionRow& row : sections) {
+        if (row.type == type) found = row;
     }
-    return nullptr;
-}
-
-}  // namespace
-
-std::optional<uint32_t> BinaryHeader::EntryLength(const std::vector<uint8_t>& bytes,
-                                                  uint32_t id) const {
-    const EntryLayout layout = LayoutOf(*this);
-    const SectionRow* pTable = SymbolTable(*this);
-    if (pTable == nullptr || id == 0 || uint64_t{id} * layout.stride > pTable->size ||
-        pTable->offset + uint64_t{id} * layout.stride > bytes.size()) {
-        return std::nullopt;
-    }
-    return static_cast<uint32_t>(
-        Little(bytes, pTable->offset + uint64_t{id - 1} * layout.stride + layout.lengthAt, 4));
-}
-
-std::vector<std::string> BinaryHeader::ModuleNames(const std::vector<uint8_t>& bytes) const {
-    const EntryLayout layout = LayoutOf(*this);
-    const SectionRow* pTable = SymbolTable(*this);
-    std::vector<std::string> names;
-    for (uint64_t at = pTable != nullptr ? pTable->offset : 0;
-         pTable != nullptr && at + layout.stride <= uint64_t{pTable->offset} + pTable->size &&
-         at + layout.stride <= bytes.size();
-         at += layout.stride) {
-        if (Little(bytes, at + layout.modeAt, 4) != 0xFFFFFFFFu) {
-            names.push_back(Text(bytes, at + layout.nameAt, 32));
-        }
-    }
-    return names;
+    return found;
 }
 
 BinaryHeader ReadBinaryHeader(const std::vector<uint8_t>& bytes) {
@@ -99,16 +59,16 @@ BinaryHeader ReadBinaryHeader(const std::vector<uint8_t>& bytes) {
     header.minor = static_cast<uint16_t>(Little(bytes, position + 6, 2));
     header.patch = static_cast<uint32_t>(Little(bytes, position + 8, 4));
     position += 12;
-    if (AtLeast(header, 1, 0, 2)) {
+    if (header.AtLeast(1, 0, 2)) {
         header.tool = Text(bytes, position, kToolWidth);
         header.binaryTag = Text(bytes, position + kToolWidth, kBinaryTagWidth);
         position += kToolWidth + kBinaryTagWidth;
     }
-    if (AtLeast(header, 3, 0, 0)) {
+    if (header.AtLeast(3, 0, 0)) {
         header.flags = Little(bytes, position, 8);
         position += 8;
     }
-    header.alignment = AtLeast(header, 1, 1, 0) && !AtLeast(header, 3, 0, 1) ? 8 : 1;
+    header.alignment = header.AtLeast(1, 1, 0) && !header.AtLeast(3, 0, 1) ? 8 : 1;
     const uint32_t tableOffset = static_cast<uint32_t>(Little(bytes, position, 4));
     const uint32_t count = static_cast<uint32_t>(Little(bytes, position + 4, 4));
     const size_t word = std::max<size_t>(4, header.alignment);

@@ -15,6 +15,9 @@ struct SectionRow {
     uint32_t size;
 };
 
+// "major.minor.patch".
+std::string VersionText(uint64_t major, uint64_t minor, uint64_t patch);
+
 struct BinaryHeader {
     uint16_t major = 0;
     uint16_t minor = 0;
@@ -29,11 +32,10 @@ struct BinaryHeader {
     uint32_t computedCrc = 0;
 
     std::string Version() const;
-    // The dataLength field of symbol entry `id` (from 1), unset when the table has no such
-    // entry.
-    std::optional<uint32_t> EntryLength(const std::vector<uint8_t>& bytes, uint32_t id) const;
-    // The names of the symbol entries that are modules, in table order.
-    std::vector<std::string> ModuleNames(const std::vector<uint8_t>& bytes) const;
+    bool AtLeast(uint16_t atLeastMajor, uint16_t atLeastMinor, uint32_t atLeastPatch) const;
+    // The section of a type, which a later row of the table gives where there are several;
+    // unset when the table lists none.
+    std::optional<SectionRow> Section(uint32_t type) const;
     bool CrcMatches() const { return storedCrc == computedCrc; }
 };
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 
+#include "binary_entries.h"
 #include "binary_header.h"
 #include "commands.h"
 #include "mode_walk.h"
@@ -21,11 +22,6 @@ std::string Hex(uint64_t value) {
     char text[24];
     std::snprintf(text, sizeof(text), "0x%08llx", static_cast<unsigned long long>(value));
     return text;
-}
-
-std::string VersionText(const VersionUnion& version) {
-    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
-           std::to_string(version.patch);
 }
 
 void WriteHeader(const OpenedBinary& binary, const BinaryHeader& header, std::ostream& out) {
@@ -49,14 +45,16 @@ void WriteHeader(const OpenedBinary& binary, const BinaryHeader& header, std::os
 }
 
 // One line per symbol entry of the mode: entries with equal values share one instance.
-void WriteModule(const ModuleData& data, const BinaryHeader& header,
-                 const std::vector<uint8_t>& bytes, unsigned int depth, std::ostream& out) {
+void WriteModule(const ModuleData& data, const BinaryEntries& entries, unsigned int depth,
+                 std::ostream& out) {
     const std::string name = data.Type != nullptr ? data.Type : "?";
     const CatalogueName* pName = FindCatalogueName(name);
-    out << std::string(2 * depth + 2, ' ') << "- " << name << " " << VersionText(data.Version)
-        << " " << (pName != nullptr && pName->descriptor != nullptr ? "typed" : "opaque");
-    if (std::optional<uint32_t> length = header.EntryLength(bytes, data.ID)) {
-        out << ", " << *length << " bytes";
+    out << std::string(2 * depth + 2, ' ') << "- " << name << " "
+        << VersionText(data.Version.major, data.Version.minor, data.Version.patch)
+        << " " << (pName != nullptr && ModuleFields(*pName) != nullptr ? "typed" : "opaque");
+    auto entry = entries.symbols.find(data.ID);
+    if (entry != entries.symbols.end()) {
+        out << ", " << entry->second.bytes.size() << " bytes";
     }
     out << ", entry " << data.ID;
     if (data.DuplicateID != data.ID) {
@@ -71,6 +69,7 @@ int Inspect(const std::string& file, std::ostream& out) {
     OpenedBinary binary = OpenBinary(file);
     ParameterSetManager& manager = binary.Manager();
     const BinaryHeader header = ReadBinaryHeader(binary.bytes);
+    const BinaryEntries symbolEntries = ReadBinaryEntries(binary.bytes, header);
     WriteHeader(binary, header, out);
     out << "modes:       " << manager.GetModeCount() << "\n";
     std::map<const ModeEntry*, std::vector<const ModuleData*>> entries;
@@ -88,7 +87,7 @@ int Inspect(const std::string& file, std::ostream& out) {
         }
         out << (mode.Pinned ? " (pinned)" : "") << "\n";
         for (const ModuleData* pData : entries[&mode]) {
-            WriteModule(*pData, header, binary.bytes, depth + 1, out);
+            WriteModule(*pData, symbolEntries, depth + 1, out);
         }
     });
     return 0;

@@ -1,8 +1,5 @@
 #include "json_codec.h"
 
-#include <charconv>
-#include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -14,7 +11,10 @@ namespace zyratune {
 namespace {
 
 using namespace ParameterEngine;
-using json = nlohmann::ordered_json;
+
+// Readers share all texts at one reading site, and each counted array of structures, enums or
+// texts at a site of its own.
+const char kTextSite[] = "text";
 
 template <typename T>
 T Load(const unsigned char* pMember) {
@@ -23,15 +23,7 @@ T Load(const unsigned char* pMember) {
     return value;
 }
 
-// The shortest text that reads back as the same float, so that 0.1f shows as 0.1.
-json FloatJson(float value) {
-    char text[32];
-    std::to_chars_result result = std::to_chars(text, text + sizeof(text), value);
-    *result.ptr = '\0';
-    return json(std::strtod(text, nullptr));
-}
-
-json DecodeScalar(const ElementType& element, const unsigned char* pMember) {
+Json DecodeScalar(const ElementType& element, const unsigned char* pMember) {
     if (element.heldAsFloat) {
         return FloatJson(Load<float>(pMember));
     }
@@ -43,34 +35,37 @@ json DecodeScalar(const ElementType& element, const unsigned char* pMember) {
         case ScalarType::UInt64: return Load<uint64_t>(pMember);
         case ScalarType::Int64: return Load<int64_t>(pMember);
         case ScalarType::Float: return FloatJson(Load<float>(pMember));
-        case ScalarType::Double: return Load<double>(pMember);
-        case ScalarType::Boolean: return Load<uint32_t>(pMember) != 0;
+        case ScalarType::Double: return DoubleJson(Load<double>(pMember));
+        case ScalarType::Boolean: {
+            const uint32_t word = Load<uint32_t>(pMember);
+            return word <= 1 ? Json(word == 1) : Json(word);
+        }
     }
     return nullptr;
 }
 
-json DecodeElement(const ElementType& element, const unsigned char* pMember) {
+Json DecodeElement(const ElementType& element, const unsigned char* pMember) {
     switch (element.kind) {
         case ElementKind::Scalar: return DecodeScalar(element, pMember);
         case ElementKind::Enum: return Load<uint32_t>(pMember);
         case ElementKind::Struct: return DecodeStructure(*element.structType, pMember);
         case ElementKind::String: {
             auto* pText = static_cast<const char*>(GetPointer(pMember, 0));
-            return pText != nullptr ? pText : "";
+            return TextJson(pText != nullptr ? pText : "");
         }
     }
     return nullptr;
 }
 
-json DecodeArray(const ElementType& element, const unsigned char* pFirst, uint32_t count) {
-    json array = json::array();
+Json DecodeArray(const ElementType& element, const unsigned char* pFirst, uint32_t count) {
+    Json array = Json::array();
     for (uint32_t i = 0; i < count; ++i) {
         array.push_back(DecodeElement(element, pFirst + uint64_t{i} * ElementSize(element)));
     }
     return array;
 }
 
-json DecodeField(const FieldDescriptor& field, const unsigned char* pBase) {
+Json DecodeField(const FieldDescriptor& field, const unsigned char* pBase) {
     switch (field.kind) {
         case FieldKind::Inline:
         case FieldKind::ScalarBlock:
@@ -86,28 +81,79 @@ json DecodeField(const FieldDescriptor& field, const unsigned char* pBase) {
         case FieldKind::Optional:
             return Load<uint32_t>(pBase + field.countOffset) != 0
                        ? DecodeElement(field.element, pBase + field.offset)
-                       : json(nullptr);
+                       : Json(nullptr);
         case FieldKind::Memory: break;
     }
     return nullptr;
+}
+
+bool InEnum(const EnumDescriptor& type, uint64_t value) {
+    for (uint32_t i = 0; i < type.rangeCount; ++i) {
+        if (value >= type.ranges[i].first && value <= type.ranges[i].last) {
+            return true;
+        }
+    }
+    return false;
+}
+
+template <typename T>
+uint64_t Integer(const Json& value, const std::string& where) {
+    if (value.is_number_unsigned()) {
+        uint64_t number = value.get<uint64_t>();
+        if (number <= static_cast<uint64_t>(std::numeric_limits<T>::max())) {
+            return binwriter::ToBits(static_cast<T>(number));
+        }
+    } else if (value.is_number_integer()) {
+        // Only a negative number gets here.
+        if constexpr (std::numeric_limits<T>::is_signed) {
+            int64_t number = value.get<int64_t>();
+            if (number >= std::numeric_limits<T>::min()) {
+                return binwriter::ToBits(static_cast<T>(number));
+            }
+        }
+    }
+    throw ToolError(where + ": must be an integer in range");
+}
+
+uint64_t ScalarBits(const ElementType& element, const Json& value, const std::string& where) {
+    if (element.heldAsFloat) {
+        return FloatBits(value, 4, where);
+    }
+    switch (element.scalar) {
+        case ScalarType::UInt8: return Integer<uint8_t>(value, where);
+        case ScalarType::UInt16: return Integer<uint16_t>(value, where);
+        case ScalarType::UInt32: return Integer<uint32_t>(value, where);
+        case ScalarType::Int32: return Integer<int32_t>(value, where);
+        case ScalarType::UInt64: return Integer<uint64_t>(value, where);
+        case ScalarType::Int64: return Integer<int64_t>(value, where);
+        case ScalarType::Float: return FloatBits(value, 4, where);
+        case ScalarType::Double: return FloatBits(value, 8, where);
+        case ScalarType::Boolean:
+            if (value.is_boolean()) {
+                return value.get<bool>() ? 1 : 0;
+            }
+            if (!value.is_number_unsigned()) {
+                throw ToolError(where + ": must be true or false");
+            }
+            return Integer<uint32_t>(value, where);
+    }
+    return 0;
 }
 
 // Encoding: the writer of one entry's values, and the builder that takes the entries its
 // strings and arrays point to.
 class Encoder {
 public:
-    Encoder(binwriter::TuningBinaryBuilder& builder, std::string where)
-        : m_builder(builder), m_where(std::move(where)) {}
+    explicit Encoder(binwriter::TuningBinaryBuilder& builder) : m_builder(builder) {}
 
-    void Structure(const StructDescriptor& type, const json& values,
-                   binwriter::ByteWriter& out, const std::string& path) {
+    void Structure(const StructDescriptor& type, const Json& values, binwriter::ByteWriter& out,
+                   const std::string& where) {
         if (!values.is_object() && !values.is_null()) {
-            Fail(path, "an object");
+            throw ToolError(where + ": must be an object");
         }
         for (auto it = values.begin(); values.is_object() && it != values.end(); ++it) {
             if (FindField(type, it.key()) == nullptr) {
-                throw ToolError(m_where + ": " + type.name + " has no field " +
-                                Join(path, it.key()));
+                throw ToolError(where + "." + it.key() + ": no such field in " + type.name);
             }
         }
         for (uint32_t i = 0; i < type.fieldCount; ++i) {
@@ -115,9 +161,9 @@ public:
             if (field.kind == FieldKind::Memory) {
                 continue;
             }
-            json value = values.is_object() && values.contains(field.name) ? values[field.name]
-                                                                            : json(nullptr);
-            Field(field, value, out, Join(path, field.name));
+            const bool given = values.is_object() && values.contains(field.name);
+            Field(field, type, given ? values[field.name] : Json(nullptr), out,
+                  where + "." + field.name);
         }
     }
 
@@ -131,170 +177,116 @@ private:
         return nullptr;
     }
 
-    static std::string Join(const std::string& path, const std::string& name) {
-        return path.empty() ? name : path + "." + name;
+    static std::string At(const std::string& where, size_t index) {
+        return where + "[" + std::to_string(index) + "]";
     }
 
-    [[noreturn]] void Fail(const std::string& path, const char* pWanted) const {
-        throw ToolError(m_where + ": " + (path.empty() ? "values" : path) + " must be " + pWanted);
-    }
-
-    void Field(const FieldDescriptor& field, const json& value, binwriter::ByteWriter& out,
-               const std::string& path) {
+    void Field(const FieldDescriptor& field, const StructDescriptor& owner, const Json& value,
+               binwriter::ByteWriter& out, const std::string& where) {
         switch (field.kind) {
             case FieldKind::Inline:
                 if (field.dimCount == 0 && field.count == 1) {
-                    Element(field.element, value, out, path);
-                } else {
-                    for (const json& element : FixedArray(field, value, path)) {
-                        Element(field.element, element, out, path);
-                    }
+                    Element(field.element, value, out, where);
+                    break;
+                }
+                FixedArray(field, value, where);
+                for (uint32_t i = 0; i < field.count; ++i) {
+                    Element(field.element, value.is_null() ? value : value[i], out, At(where, i));
                 }
                 break;
             case FieldKind::ScalarBlock: {
+                FixedArray(field, value, where);
                 binwriter::ByteWriter block;
-                for (const json& element : FixedArray(field, value, path)) {
-                    block.Word(ScalarBits(field.element, element, path),
+                for (uint32_t i = 0; i < field.count; ++i) {
+                    block.Word(Bits(field.element, value.is_null() ? value : value[i],
+                                    At(where, i)),
                                WidthOf(field.element.scalar));
                 }
                 out.Block(block.Bytes());
                 break;
             }
-            case FieldKind::String: Text(value, out, path); break;
-            case FieldKind::Counted: Counted(field, value, out, path); break;
+            case FieldKind::String: Text(value, out, where); break;
+            case FieldKind::Counted: Counted(field, owner, value, out, where); break;
             case FieldKind::Optional: {
                 binwriter::ByteWriter child(out.Alignment());
                 if (!value.is_null()) {
-                    Element(field.element, value, child, path);
+                    Element(field.element, value, child, where);
                 }
                 out.Slot(value.is_null() ? 0 : 1, 4);
-                out.Slot(m_builder.AddPointerTarget(child.Release()), 4);
+                out.Slot(m_builder.AddSharedTarget(child.Release(), std::nullopt), 4);
                 break;
             }
             case FieldKind::Memory: break;
         }
     }
 
-    std::vector<json> FixedArray(const FieldDescriptor& field, const json& value,
-                                 const std::string& path) {
-        if (value.is_null()) {
-            return std::vector<json>(field.count, json(nullptr));
+    static void FixedArray(const FieldDescriptor& field, const Json& value,
+                           const std::string& where) {
+        if (!value.is_null() && (!value.is_array() || value.size() != field.count)) {
+            throw ToolError(where + ": must be an array of " + std::to_string(field.count) +
+                            " values");
         }
-        if (!value.is_array() || value.size() != field.count) {
-            Fail(path, ("an array of " + std::to_string(field.count) + " values").c_str());
-        }
-        return value.get<std::vector<json>>();
     }
 
-    void Counted(const FieldDescriptor& field, const json& value, binwriter::ByteWriter& out,
-                 const std::string& path) {
+    void Counted(const FieldDescriptor& field, const StructDescriptor& owner, const Json& value,
+                 binwriter::ByteWriter& out, const std::string& where) {
         if (!value.is_null() && !value.is_array()) {
-            Fail(path, "an array");
+            throw ToolError(where + ": must be an array");
         }
+        const Json& elements = value.is_array() ? value : Json::array();
         binwriter::ByteWriter child(out.Alignment());
+        std::optional<std::string> site;
         if (field.element.kind == ElementKind::Scalar) {
             binwriter::ByteWriter block;
-            for (const json& element : value.is_array() ? value : json::array()) {
-                block.Word(ScalarBits(field.element, element, path), WidthOf(field.element.scalar));
+            for (size_t i = 0; i < elements.size(); ++i) {
+                block.Word(Bits(field.element, elements[i], At(where, i)),
+                           WidthOf(field.element.scalar));
             }
             child.Block(block.Bytes());
         } else {
-            for (const json& element : value.is_array() ? value : json::array()) {
-                Element(field.element, element, child, path);
+            for (size_t i = 0; i < elements.size(); ++i) {
+                Element(field.element, elements[i], child, At(where, i));
             }
+            site = std::string(owner.siteSource) + "#" + std::to_string(field.site);
         }
-        out.Slot(value.is_array() ? value.size() : 0, 4);
-        out.Slot(m_builder.AddPointerTarget(child.Release()), 4);
+        out.Slot(elements.size(), 4);
+        out.Slot(m_builder.AddSharedTarget(child.Release(), site), 4);
     }
 
-    void Text(const json& value, binwriter::ByteWriter& out, const std::string& path) {
-        if (!value.is_null() && !value.is_string()) {
-            Fail(path, "a string");
-        }
-        std::string text = value.is_string() ? value.get<std::string>() : std::string();
+    void Text(const Json& value, binwriter::ByteWriter& out, const std::string& where) {
+        const std::string text = value.is_null() ? std::string() : JsonText(value, where);
         std::vector<uint8_t> stored(text.begin(), text.end());
         stored.push_back(0);
         out.Slot(stored.size(), 4);
-        out.Slot(m_builder.AddPointerTarget(std::move(stored)), 4);
+        out.Slot(m_builder.AddSharedTarget(std::move(stored), std::string(kTextSite)), 4);
     }
 
-    void Element(const ElementType& element, const json& value, binwriter::ByteWriter& out,
-                 const std::string& path) {
+    void Element(const ElementType& element, const Json& value, binwriter::ByteWriter& out,
+                 const std::string& where) {
         switch (element.kind) {
             case ElementKind::Scalar:
-                out.Slot(ScalarBits(element, value, path), WidthOf(element.scalar));
-                break;
             case ElementKind::Enum:
-                out.Slot(Integer<uint32_t>(value, path), 4);
+                out.Slot(Bits(element, value, where),
+                         element.kind == ElementKind::Enum ? 4 : WidthOf(element.scalar));
                 break;
-            case ElementKind::Struct: Structure(*element.structType, value, out, path); break;
-            case ElementKind::String: Text(value, out, path); break;
+            case ElementKind::Struct: Structure(*element.structType, value, out, where); break;
+            case ElementKind::String: Text(value, out, where); break;
         }
     }
 
-    template <typename T>
-    uint64_t Integer(const json& value, const std::string& path) {
-        if (value.is_null()) {
-            return 0;
-        }
-        if (value.is_number_unsigned()) {
-            uint64_t number = value.get<uint64_t>();
-            if (number <= static_cast<uint64_t>(std::numeric_limits<T>::max())) {
-                return binwriter::ToBits(static_cast<T>(number));
-            }
-        } else if (value.is_number_integer()) {
-            // Only a negative number gets here.
-            if constexpr (std::numeric_limits<T>::is_signed) {
-                int64_t number = value.get<int64_t>();
-                if (number >= std::numeric_limits<T>::min()) {
-                    return binwriter::ToBits(static_cast<T>(number));
-                }
-            }
-        }
-        Fail(path, "an integer in range");
-    }
-
-    template <typename T>
-    uint64_t Real(const json& value, const std::string& path) {
-        if (value.is_null()) {
-            return 0;
-        }
-        if (!value.is_number()) {
-            Fail(path, "a number");
-        }
-        return binwriter::ToBits(static_cast<T>(value.get<double>()));
-    }
-
-    uint64_t ScalarBits(const ElementType& element, const json& value, const std::string& path) {
-        if (element.heldAsFloat) {
-            return Real<float>(value, path);
-        }
-        switch (element.scalar) {
-            case ScalarType::UInt8: return Integer<uint8_t>(value, path);
-            case ScalarType::UInt16: return Integer<uint16_t>(value, path);
-            case ScalarType::UInt32: return Integer<uint32_t>(value, path);
-            case ScalarType::Int32: return Integer<int32_t>(value, path);
-            case ScalarType::UInt64: return Integer<uint64_t>(value, path);
-            case ScalarType::Int64: return Integer<int64_t>(value, path);
-            case ScalarType::Float: return Real<float>(value, path);
-            case ScalarType::Double: return Real<double>(value, path);
-            case ScalarType::Boolean:
-                if (value.is_null()) return 0;
-                if (!value.is_boolean()) Fail(path, "true or false");
-                return value.get<bool>() ? 1 : 0;
-        }
-        return 0;
+    static uint64_t Bits(const ElementType& element, const Json& value,
+                         const std::string& where) {
+        return value.is_null() ? 0 : ElementBits(element, value, where, false);
     }
 
     binwriter::TuningBinaryBuilder& m_builder;
-    std::string m_where;
 };
 
 }  // namespace
 
-nlohmann::ordered_json DecodeStructure(const StructDescriptor& type, const void* pStructure) {
+Json DecodeStructure(const StructDescriptor& type, const void* pStructure) {
     auto* pBase = static_cast<const unsigned char*>(pStructure);
-    json values = json::object();
+    Json values = Json::object();
     for (uint32_t i = 0; i < type.fieldCount; ++i) {
         if (type.fields[i].kind != FieldKind::Memory) {
             values[type.fields[i].name] = DecodeField(type.fields[i], pBase);
@@ -303,13 +295,25 @@ nlohmann::ordered_json DecodeStructure(const StructDescriptor& type, const void*
     return values;
 }
 
-std::vector<uint8_t> EncodeStructure(const StructDescriptor& type,
-                                     const nlohmann::ordered_json& values,
+std::vector<uint8_t> EncodeStructure(const StructDescriptor& type, const Json& values,
                                      binwriter::TuningBinaryBuilder& builder,
                                      const std::string& where) {
     binwriter::ByteWriter out(builder.Alignment());
-    Encoder(builder, where).Structure(type, values, out, "");
+    Encoder(builder).Structure(type, values, out, where);
     return out.Release();
+}
+
+uint64_t ElementBits(const ElementType& element, const Json& value, const std::string& where,
+                     bool strictEnums) {
+    if (element.kind != ElementKind::Enum) {
+        return ScalarBits(element, value, where);
+    }
+    const uint64_t number = Integer<uint32_t>(value, where);
+    if (!InEnum(*element.enumType, number) && (strictEnums || number != 0)) {
+        throw ToolError(where + ": " + std::to_string(number) + " is not a value of " +
+                        element.enumType->name);
+    }
+    return number;
 }
 
 }  // namespace zyratune

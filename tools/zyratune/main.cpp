@@ -1,5 +1,6 @@
-// zyratune: looks inside tuning binaries, builds them from JSON and talks to the live tuning
-// service. Exit codes: 0 done, 1 bad input (file, values, connection), 2 bad command line.
+// zyratune: looks inside tuning binaries, builds them from JSON, changes and compares them,
+// and talks to the live tuning service. Exit codes: 0 done, 1 bad input (file, values,
+// connection), 2 bad command line; diff answers 0 equal, 1 different, 2 bad input.
 #include <functional>
 #include <iostream>
 #include <string>
@@ -24,9 +25,9 @@ void DiscardLog(void*, uint64_t, const char*, uint32_t, const char*) {}
 std::function<int()> g_run;
 
 void AddCommands(CLI::App& app) {
-    static std::string file, modePath, moduleSpec, names, output, target;
-    static bool asJson = false;
-    static std::vector<std::string> request;
+    static std::string file, other, modePath, moduleSpec, names, output, target;
+    static bool asJson = false, raw = false;
+    static std::vector<std::string> request, assignments;
 
     CLI::App* inspect = app.add_subcommand(
         "inspect", "Header, sections, mode tree and modules of a binary (default: the sample)");
@@ -41,7 +42,10 @@ void AddCommands(CLI::App& app) {
     get->add_option("MODEPATH", modePath, "mode path, e.g. Default|Usecase.Snapshot")->required();
     get->add_option("MODULE", moduleSpec, "MODULE[.FIELD...]")->required();
     get->add_option("NAMES", names, "fields of the module, joined by ','");
-    get->callback([] { g_run = [] { return Get(file, modePath, moduleSpec, names, std::cout); }; });
+    get->add_flag("--raw", raw, "the module's bytes as hex, 32 a line");
+    get->callback([] {
+        g_run = [] { return Get(file, modePath, moduleSpec, names, raw, std::cout); };
+    });
 
     CLI::App* info = app.add_subcommand("info", "Modules of a mode, or fields of a module");
     info->add_option("FILE", file, "tuning binary")->required();
@@ -49,7 +53,7 @@ void AddCommands(CLI::App& app) {
     info->add_option("MODULE", moduleSpec, "MODULE[.PATH]");
     info->callback([] { g_run = [] { return Info(file, modePath, moduleSpec, std::cout); }; });
 
-    CLI::App* dump = app.add_subcommand("dump", "Every typed module of every mode");
+    CLI::App* dump = app.add_subcommand("dump", "Every module of every mode");
     dump->add_option("FILE", file, "tuning binary")->required();
     dump->add_flag("--json", asJson, "the JSON description that build reads");
     dump->callback([] { g_run = [] { return Dump(file, asJson, std::cout); }; });
@@ -58,6 +62,22 @@ void AddCommands(CLI::App& app) {
     build->add_option("INPUT", file, "JSON description")->required();
     build->add_option("-o,--output", output, "binary to write")->required();
     build->callback([] { g_run = [] { return Build(file, output, std::cout); }; });
+
+    CLI::App* set = app.add_subcommand("set", "Write a copy of a binary with values changed");
+    set->add_option("FILE", file, "tuning binary")->required();
+    set->add_option("MODEPATH", modePath, "mode path, e.g. Default|Usecase.Snapshot")->required();
+    set->add_option("ASSIGNMENTS", assignments, "MODULE.FIELD=VALUE ...")->required();
+    set->add_option("-o,--output", output, "binary to write")->required();
+    set->callback([] {
+        g_run = [] { return Set(file, modePath, assignments, output, std::cout); };
+    });
+
+    CLI::App* diff = app.add_subcommand("diff", "Where two binaries differ (exit 0 equal, "
+                                                "1 different, 2 bad input)");
+    diff->add_option("A", file, "tuning binary")->required();
+    diff->add_option("B", other, "tuning binary")->required();
+    diff->add_flag("--json", asJson, "the differences as JSON");
+    diff->callback([] { g_run = [] { return Diff(file, other, asJson, std::cout); }; });
 
     CLI::App* serve = app.add_subcommand("serve", "Serve a binary to live tuning clients until "
                                                   "interrupted");

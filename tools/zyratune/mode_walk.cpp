@@ -1,11 +1,8 @@
 #include "mode_walk.h"
 
-#include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "parser/setmanager/mode_entry.h"
-#include "parser/setmanager/parameter_module.h"
 
 namespace zyratune {
 
@@ -28,20 +25,6 @@ void ForEachMode(ModeEntry* pRoot, const std::function<void(ModeEntry&, unsigned
             pending.emplace_back(*it, depth + 1);
         }
     }
-}
-
-std::vector<ParameterModule*> LocalModules(ModeEntry& mode) {
-    std::vector<ParameterModule*> modules;
-    for (auto& [name, reference] : mode.Modules) {
-        // A module whose values equal an earlier one's is that very instance.
-        if (reference.Module != nullptr) {
-            modules.push_back(reference.Module);
-        }
-    }
-    std::sort(modules.begin(), modules.end(), [](ParameterModule* a, ParameterModule* b) {
-        return std::strcmp(a->Name, b->Name) < 0;
-    });
-    return modules;
 }
 
 }  // namespace zyratune

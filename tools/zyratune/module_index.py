@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Writes the tool's index of catalogue names: the set manager of each name and, for a typed
-namespace, the descriptor table of its class and the cast from module to top structure. The
-tool drives building, dumping and manager choice from this table, so it holds no module code.
+"""Writes the tool's index of catalogue names: the set manager and version of each name and,
+for a typed namespace, the descriptor table of its class and the cast from module to top
+structure. The tool drives building, dumping and manager choice from this table, so it holds
+no module code.
 
 Usage: module_index.py CATALOGUE OUT.cpp [SCHEMA...]
 """
@@ -22,12 +23,14 @@ def main() -> int:
     lines += ["", "namespace zyratune {", "", "const CatalogueName kCatalogueNames[] = {"]
     for entry in read_catalogue(catalogue_path).classes:
         ns, top = entry.namespace, entry.top
+        version = "{%d, %d, %d}" % entry.version
         for name in entry.names:
+            head = f'    {{"{name}", "{entry.manager}", {version}, '
             if ns in typed:
-                lines.append(f'    {{"{name}", "{entry.manager}", &{ns}::{top}Class::Descriptor, '
+                lines.append(head + f'&{ns}::{top}Class::Descriptor, '
                              f'[](ParameterModule* m) -> void* {{ return {ns}::{top}Of(m); }}}},')
             else:
-                lines.append(f'    {{"{name}", "{entry.manager}", nullptr, nullptr}},')
+                lines.append(head + 'nullptr, nullptr},')
     lines += ["};", "",
               "const size_t kCatalogueNameCount = sizeof(kCatalogueNames) / "
               "sizeof(kCatalogueNames[0]);", "", "}  // namespace zyratune", ""]

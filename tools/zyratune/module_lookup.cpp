@@ -2,6 +2,7 @@
 
 #include "module_index.h"
 #include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_module.h"
 
 namespace zyratune {
 
@@ -15,6 +16,20 @@ const CatalogueName* FindCatalogueName(const std::string& name) {
         }
     }
     return nullptr;
+}
+
+const ParameterEngine::StructDescriptor* ModuleFields(const CatalogueName& name) {
+    return name.descriptor != nullptr ? name.descriptor().top : nullptr;
+}
+
+std::optional<TypedModule> TypedView(ParameterModule& module) {
+    const CatalogueName* pName = module.Name != nullptr ? FindCatalogueName(module.Name) : nullptr;
+    const ParameterEngine::StructDescriptor* pFields =
+        pName != nullptr ? ModuleFields(*pName) : nullptr;
+    if (pFields == nullptr || !module.Loaded) {
+        return std::nullopt;
+    }
+    return TypedModule{pFields, pName->top(&module)};
 }
 
 }  // namespace zyratune

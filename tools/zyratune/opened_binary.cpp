@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "binary_entries.h"
 #include "binary_header.h"
 #include "bitml_set_manager.h"
 #include "fd_set_manager.h"
@@ -61,6 +62,15 @@ std::string ManagerMismatch(const std::vector<std::string>& names) {
     return "";
 }
 
+// A decimal number of up to 16 bits, as ModeName writes modes and submodes without a name.
+std::optional<uint16_t> Number16(const std::string& text) {
+    if (text.empty() || text.size() > 5 ||
+        text.find_first_not_of("0123456789") != std::string::npos || std::stoul(text) > 0xFFFF) {
+        return std::nullopt;
+    }
+    return static_cast<uint16_t>(std::stoul(text));
+}
+
 }  // namespace
 
 const std::vector<std::string>& ManagerNames() {
@@ -96,6 +106,17 @@ std::vector<uint8_t> ReadFile(const std::string& path) {
     return bytes;
 }
 
+void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes, std::ostream& out) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (!file) {
+        throw ToolError(path + ": cannot write file");
+    }
+    out << "wrote " << path << " (" << bytes.size() << " bytes)\n";
+}
+
 OpenedBinary OpenBinary(const std::string& path, bool liveTuning) {
     OpenedBinary opened{path, ReadFile(path), {}, nullptr};
     if (opened.bytes.empty()) {
@@ -121,8 +142,13 @@ OpenedBinary OpenBinary(const std::string& path, bool liveTuning) {
         firstError.pop_back();
     }
     const BinaryHeader header = ReadBinaryHeader(opened.bytes);
-    if (std::string mismatch = ManagerMismatch(header.ModuleNames(opened.bytes));
-        !mismatch.empty()) {
+    std::vector<std::string> names;
+    for (const auto& [id, entry] : ReadBinaryEntries(opened.bytes, header).symbols) {
+        if (entry.mode != kNotAModule) {
+            names.push_back(entry.name);
+        }
+    }
+    if (std::string mismatch = ManagerMismatch(names); !mismatch.empty()) {
         firstError = mismatch;
     }
     if (firstError.empty() && !header.CrcMatches()) {
@@ -149,26 +175,23 @@ std::string ModeName(const ModeEntry& mode) {
 std::optional<ModeUnion> ParseModeName(const std::string& name) {
     const size_t dot = name.find('.');
     const std::string modePart = name.substr(0, dot);
-    for (uint16_t mode = 0; ModeNames::ModeName(mode) != nullptr; ++mode) {
-        if (modePart != ModeNames::ModeName(mode)) {
-            continue;
-        }
-        if (dot == std::string::npos) {
-            return ModeUnion(mode, 0);
-        }
-        const std::string subPart = name.substr(dot + 1);
-        for (uint16_t sub = 0; ModeNames::SubModeName(mode, sub) != nullptr; ++sub) {
-            if (subPart == ModeNames::SubModeName(mode, sub)) {
-                return ModeUnion(mode, sub);
-            }
-        }
-        if (!subPart.empty() && subPart.size() <= 5 &&
-            subPart.find_first_not_of("0123456789") == std::string::npos &&
-            std::stoul(subPart) <= 0xFFFF) {
-            return ModeUnion(mode, static_cast<uint16_t>(std::stoul(subPart)));
+    const std::string subPart = dot == std::string::npos ? "" : name.substr(dot + 1);
+    std::optional<uint16_t> mode = Number16(modePart);
+    for (uint16_t known = 0; !mode && ModeNames::ModeName(known) != nullptr; ++known) {
+        if (modePart == ModeNames::ModeName(known)) {
+            mode = known;
         }
     }
-    return std::nullopt;
+    if (!mode || (dot != std::string::npos && subPart.empty())) {
+        return std::nullopt;
+    }
+    std::optional<uint16_t> sub = dot == std::string::npos ? 0 : Number16(subPart);
+    for (uint16_t known = 0; !sub && ModeNames::SubModeName(*mode, known) != nullptr; ++known) {
+        if (subPart == ModeNames::SubModeName(*mode, known)) {
+            sub = known;
+        }
+    }
+    return sub ? std::optional<ModeUnion>(ModeUnion(*mode, *sub)) : std::nullopt;
 }
 
 std::string ModePath(const ModeEntry& mode) {

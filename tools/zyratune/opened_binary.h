@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ struct OpenedBinary {
 };
 
 std::vector<uint8_t> ReadFile(const std::string& path);
+// Writes the file whole, and says so on `out` with its size.
+void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes, std::ostream& out);
 
 // Loads the file with the first set manager that knows all its modules; ToolError naming the
 // file and the parser's error otherwise. `liveTuning` starts the live tuning server on load.
@@ -44,8 +47,8 @@ OpenedBinary OpenBinary(const std::string& path, bool liveTuning = false);
 
 // "Default", "Usecase.Snapshot", "Sensor.3": a node's mode and submode by name where known.
 std::string ModeName(const ModeEntry& mode);
-// The reverse of ModeName: names as ModeName writes them, submodes also by number; unset for
-// a name that is no mode.
+// The reverse of ModeName: names as ModeName writes them, modes and submodes also by number;
+// unset for a name that is no mode.
 std::optional<ModeUnion> ParseModeName(const std::string& name);
 // The node's names from the root down, joined by '|', which mode paths of the text interface
 // accept.

@@ -1,18 +1,19 @@
 // get and info: the set manager's text interface, asked the way the live tuning worker asks
 // it, so that the tool shows what a tuning client would see. Typed classes outside the tuning
 // family answer no reflection there; for them the tool walks the engine's descriptor tables
-// itself and writes the same form.
+// itself and writes the same form. A module the tool knows only as bytes is said to be so,
+// and get --raw shows the bytes of any module.
 #include <algorithm>
 #include <memory>
 #include <vector>
 
+#include "binary_entries.h"
 #include "commands.h"
-#include "module_index.h"
+#include "json_values.h"
+#include "module_at_path.h"
 #include "parser/engine/reflection_engine.h"
-#include "parser/setmanager/parameter_module.h"
-#include "parser/setmanager/tuning_mode.h"
-#include "opened_binary.h"
 #include "parser/foundation/plist.h"
+#include "parser/setmanager/parameter_module.h"
 #include "parser/setmanager/parameter_parser_info.h"
 #include "tool_error.h"
 
@@ -20,25 +21,8 @@ namespace zyratune {
 namespace {
 
 constexpr unsigned int kValueRoom = 1u << 20;
-constexpr unsigned int kShorthandRoom = 1024;
-
-std::string Shorthand(ParameterSetManager& manager, const std::string& file,
-                      const std::string& modePath) {
-    // The set manager takes an unknown name for the first submode; a user means a mistake.
-    for (size_t start = 0; start <= modePath.size();) {
-        const size_t end = std::min(modePath.find('|', start), modePath.size());
-        if (!ParseModeName(modePath.substr(start, end - start))) {
-            throw ToolError(file + ": no mode path '" + modePath + "'");
-        }
-        start = end + 1;
-    }
-    char shorthand[kShorthandRoom] = "";
-    if (!manager.GetModeShorthand(modePath.c_str(), shorthand, sizeof(shorthand)) ||
-        shorthand[0] == '\0') {
-        throw ToolError(file + ": no mode path '" + modePath + "'");
-    }
-    return shorthand;
-}
+// Hex digits a line of get --raw: 32 bytes.
+constexpr size_t kHexLine = 64;
 
 // "a=1;b=2" one assignment a line.
 void WriteLines(const std::string& text, std::ostream& out) {
@@ -57,28 +41,18 @@ class DescribedModule {
 public:
     DescribedModule(ParameterSetManager& manager, const std::string& shorthand,
                     const std::string& moduleSpec)
-        : m_manager(manager),
-          m_name(moduleSpec.substr(0, moduleSpec.find('.'))),
-          m_path(moduleSpec.size() > m_name.size() ? moduleSpec.substr(m_name.size() + 1) : "") {
-        const CatalogueName* pName = FindCatalogueName(m_name);
-        PList<TuningMode> branch;
-        if (pName == nullptr || pName->descriptor == nullptr ||
-            !manager.GetModeBranchFromPath(shorthand.c_str(), branch)) {
-            return;
-        }
-        TuningMode* pSteps = branch.Count() != 0 ? &branch[0] : nullptr;
-        m_pModule = manager.GetModule(m_name.c_str(), pSteps, branch.Count(), nullptr);
-        if (m_pModule != nullptr) {
-            m_pType = pName->descriptor().top;
-            m_pTop = pName->top(m_pModule);
+        : m_name(moduleSpec.substr(0, moduleSpec.find('.'))),
+          m_path(moduleSpec.size() > m_name.size() ? moduleSpec.substr(m_name.size() + 1) : ""),
+          m_module(manager, shorthand, m_name) {
+        if (std::optional<TypedModule> typed = m_module.Typed()) {
+            m_pType = typed->type;
+            m_pTop = typed->pTop;
         }
     }
-    ~DescribedModule() {
-        if (m_pModule != nullptr) m_manager.ReleaseModule(m_pModule);
-    }
-    DescribedModule(const DescribedModule&) = delete;
-    DescribedModule& operator=(const DescribedModule&) = delete;
 
+    // The module found, null when none is; a module the tool knows only as bytes is found but
+    // has no fields.
+    ParameterModule* Module() const { return m_module.Module(); }
     bool Found() const { return m_pTop != nullptr; }
 
     bool Info(const std::string& path, PList<ParameterParserInfo>& records) {
@@ -122,10 +96,9 @@ public:
     const std::string& Path() const { return m_path; }
 
 private:
-    ParameterSetManager& m_manager;
     std::string m_name;
     std::string m_path;
-    ParameterModule* m_pModule = nullptr;
+    ModuleAtPath m_module;
     const ParameterEngine::StructDescriptor* m_pType = nullptr;
     void* m_pTop = nullptr;
 };
@@ -133,16 +106,32 @@ private:
 }  // namespace
 
 int Get(const std::string& file, const std::string& modePath, const std::string& moduleSpec,
-        const std::string& names, std::ostream& out) {
+        const std::string& names, bool raw, std::ostream& out) {
     OpenedBinary binary = OpenBinary(file);
     ParameterSetManager& manager = binary.Manager();
-    std::unique_ptr<char[]> value(new char[kValueRoom]());
     const std::string shorthand = Shorthand(manager, file, modePath);
+    DescribedModule module(manager, shorthand, moduleSpec);
+    if (raw) {
+        if (module.Module() == nullptr || module.Module()->Data == nullptr) {
+            throw ToolError(file + ": no module " + moduleSpec + " in mode " + modePath);
+        }
+        const std::string hex = ToHex(LoadedBytes(
+            ReadBinaryEntries(binary.bytes, ReadBinaryHeader(binary.bytes)),
+            *module.Module()->Data));
+        for (size_t at = 0; at < hex.size(); at += kHexLine) {
+            out << hex.substr(at, kHexLine) << '\n';
+        }
+        return 0;
+    }
+    if (module.Module() != nullptr && !module.Found()) {
+        throw ToolError(file + ": " + BytesOnlyNote(binary, *module.Module(), modePath));
+    }
+    std::unique_ptr<char[]> value(new char[kValueRoom]());
     std::string text;
     if (manager.GetValue(shorthand.c_str(), moduleSpec.c_str(),
                          names.empty() ? nullptr : names.c_str(), value.get(), kValueRoom)) {
         text = value.get();
-    } else if (DescribedModule module(manager, shorthand, moduleSpec); module.Found()) {
+    } else if (module.Found()) {
         text = module.Values(names);
     }
     if (text.empty()) {
@@ -158,13 +147,18 @@ int Info(const std::string& file, const std::string& modePath, const std::string
     OpenedBinary binary = OpenBinary(file);
     ParameterSetManager& manager = binary.Manager();
     const std::string shorthand = Shorthand(manager, file, modePath);
+    DescribedModule module(manager, shorthand, moduleSpec);
+    if (!moduleSpec.empty() && module.Module() != nullptr && !module.Found()) {
+        out << BytesOnlyNote(binary, *module.Module(), modePath) << '\n';
+        return 0;
+    }
     PList<ParameterParserInfo> records;
     if (!manager.GetInfo(shorthand.c_str(), moduleSpec.empty() ? nullptr : moduleSpec.c_str(),
                          records) ||
         records.Count() == 0) {
         while (records.Remove(0)) {
         }
-        if (DescribedModule module(manager, shorthand, moduleSpec); module.Found()) {
+        if (module.Found()) {
             module.Info(module.Path(), records);
         }
     }
