@@ -598,8 +598,7 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
         const Json::json_pointer values =
             modes[listed[modePath]].pointer / "modules" / at / "values";
         edited[values / leaf.pointer] = value;
-        const bool addressed = entry.name == target.name &&
-                               (path == modePath || path.rfind(modePath + "|", 0) == 0);
+        const bool addressed = modePath == path && labels[i] == target.name;
         changes.push_back({{listed[modePath], at},
                            modePath + " " + labels[i] + "." + leaf.path + ": " +
                                leaf.value.dump() + " -> " + value.dump() +

@@ -4,11 +4,13 @@
 // byte of opaque modules stays. A value held in memory by more than one module entry (a
 // shared array or module) changes for all of them, and the tool lists each.
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <set>
 
 #include "binary_description.h"
 #include "commands.h"
+#include "described_modes.h"
 #include "description_builder.h"
 #include "description_diff.h"
 #include "field_assignment.h"
@@ -35,19 +37,40 @@ bool SameMode(const std::optional<ModeUnion>& a, const std::optional<ModeUnion>&
     return a && b && a->mode == b->mode && a->subMode == b->subMode;
 }
 
-// Whether a mode of the description lies on the path that was given: a module found there is
-// the one addressed, a module elsewhere shares its values.
-bool OnPath(const std::string& mode, const std::vector<std::optional<ModeUnion>>& path) {
-    const std::vector<std::optional<ModeUnion>> steps = Steps(mode);
-    if (steps.size() > path.size() || mode.find('#') != std::string::npos) {
-        return false;
+// The mode whose module of that name a client's lookup along `path` finds: the deepest one on
+// the path that holds one, or borrows one through its link. Empty when none does.
+std::string FoundIn(const Json& description, const std::vector<std::optional<ModeUnion>>& path,
+                    const std::string& name) {
+    std::map<std::string, const Json*> modes;
+    for (const DescribedMode& mode : DescribedModes(description, "")) {
+        modes[mode.path] = &description[mode.pointer];
     }
-    for (size_t i = 0; i < steps.size(); ++i) {
-        if (!SameMode(steps[i], path[i])) {
-            return false;
+    for (size_t length = path.size(); length > 0; --length) {
+        for (const auto& [modePath, pMode] : modes) {
+            const std::vector<std::optional<ModeUnion>> steps = Steps(modePath);
+            if (modePath.find('#') != std::string::npos || steps.size() != length ||
+                !std::equal(steps.begin(), steps.end(), path.begin(), SameMode)) {
+                continue;
+            }
+            // A link chain longer than the modes are many is a ring.
+            std::string at = modePath;
+            const Json* pAt = pMode;
+            for (size_t hops = 0; hops <= modes.size() && pAt->contains("link"); ++hops) {
+                auto target = modes.find((*pAt)["link"].get<std::string>());
+                if (target == modes.end()) {
+                    break;
+                }
+                at = target->first;
+                pAt = target->second;
+            }
+            for (const Json& module : pAt->value("modules", Json::array())) {
+                if (module.value("name", "") == name) {
+                    return at;
+                }
+            }
         }
     }
-    return true;
+    return "";
 }
 
 }  // namespace
@@ -60,7 +83,8 @@ int Set(const std::string& file, const std::string& modePath,
     const std::string shorthand = Shorthand(manager, file, modePath);
     const Json before = DescribeBinary(binary);
     const std::vector<std::optional<ModeUnion>> path = Steps(modePath);
-    std::set<std::string> names;
+    // Where the module of each assignment was found, and its name.
+    std::set<std::pair<std::string, std::string>> addressed;
     for (const std::string& assignment : assignments) {
         const size_t equals = assignment.find('=');
         const size_t dot = assignment.find('.');
@@ -79,13 +103,12 @@ int Set(const std::string& file, const std::string& modePath,
         }
         AssignField(*typed->type, typed->pTop, assignment.substr(dot + 1, equals - dot - 1),
                     assignment.substr(equals + 1), where);
-        names.insert(module.Module()->Name);
+        addressed.emplace(FoundIn(before, path, module.Module()->Name), module.Module()->Name);
     }
     const Json after = DescribeBinary(binary);
     for (const Difference& change : DiffDescriptions(before, after)) {
-        const std::string name = change.module.substr(0, change.module.find('#'));
-        const bool addressed = names.count(name) != 0 && OnPath(change.mode, path);
-        out << DifferenceText(change) << (addressed ? "" : " (shares the changed value)") << "\n";
+        const bool found = addressed.count({change.mode, change.module}) != 0;
+        out << DifferenceText(change) << (found ? "" : " (shares the changed value)") << "\n";
     }
     WriteFile(output, BuildBinary(after, file), out);
     return 0;
