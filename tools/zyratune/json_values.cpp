@@ -49,9 +49,12 @@ std::vector<uint8_t> FromHex(const std::string& text, const std::string& where) 
                                     std::string::npos) {
         throw ToolError(where + ": must be hex digits, two a byte");
     }
+    auto nibble = [](char digit) {
+        return static_cast<uint8_t>(digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10);
+    };
     std::vector<uint8_t> bytes(text.size() / 2);
     for (size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = static_cast<uint8_t>(std::stoul(text.substr(2 * i, 2), nullptr, 16));
+        bytes[i] = static_cast<uint8_t>(nibble(text[2 * i]) << 4 | nibble(text[2 * i + 1]));
     }
     return bytes;
 }
