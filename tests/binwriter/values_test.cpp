@@ -95,6 +95,17 @@ TEST(BinaryWriterValues, EqualValuesShareAnEntryAndFormAGroupWhereASiteRepeats) 
                   .Le(3, 4).Le(1, 4).Le(2, 4).Le(3, 4).Le(4, 4).Le(3, 4).Le(1, 4).Le(4, 4)
                   .Bytes());
 
+    // A fixed target also serves values that differ only in naming another entry of equal
+    // values, and none serves values that differ elsewhere.
+    TuningBinaryBuilder tree({4, 0, 0});
+    tree.AddPointerTargetAt(1, {5});
+    tree.AddPointerTargetAt(2, {5});
+    tree.AddPointerTargetAt(3, {9, 2, 0, 0, 0});
+    tree.SetShareEqualValues(true);
+    EXPECT_EQ(tree.AddSharedTarget({5}, std::nullopt), 1u);
+    EXPECT_EQ(tree.AddSharedTarget({9, 1, 0, 0, 0}, std::nullopt, {1}), 3u);
+    EXPECT_EQ(tree.AddSharedTarget({8, 1, 0, 0, 0}, std::nullopt, {1}), 4u);
+
     // Without duplicate ids there is no group to make.
     TuningBinaryBuilder older({3, 0, 0});
     older.SetShareEqualValues(true);

@@ -162,7 +162,8 @@ void TuningBinaryBuilder::AddPointerTargetAt(uint32_t id, std::vector<uint8_t> d
                                              std::optional<uint32_t> duplicateId) {
     // An entry alone in its group can serve values added later that equal its own.
     if (duplicateId.value_or(id) == id) {
-        m_sharedValues.emplace(data, SharedValue{id, {}, false});
+        m_sharedValues.emplace(ValueKey{data, {}}, SharedValue{id, {}, false});
+        m_fixedTargets.emplace(data.size(), id);
     }
     if (HasDataTable(m_version)) {
         TakeId(m_dataEntries, m_freeDataIds, id, DataEntry{std::move(data), duplicateId, {}});
@@ -174,21 +175,96 @@ void TuningBinaryBuilder::AddPointerTargetAt(uint32_t id, std::vector<uint8_t> d
     AddSymbolAt(id, std::move(entry));
 }
 
+size_t TuningBinaryBuilder::TargetCount() const {
+    return HasDataTable(m_version) ? m_dataEntries.size() : m_symbols.size();
+}
+
+const std::vector<uint8_t>& TuningBinaryBuilder::TargetData(uint32_t id) const {
+    return HasDataTable(m_version) ? m_dataEntries.at(id - 1).data : m_symbols.at(id - 1).data;
+}
+
+bool TuningBinaryBuilder::ServesLayout(uint32_t id, const std::vector<uint32_t>& pointers) const {
+    auto layout = m_pointers.find(id);
+    return layout == m_pointers.end() || layout->second == pointers;
+}
+
+uint32_t TuningBinaryBuilder::FixedTargetFor(const std::vector<uint8_t>& data,
+                                             const std::vector<uint32_t>& pointers) const {
+    const auto [first, last] = m_fixedTargets.equal_range(data.size());
+    for (auto it = first; !pointers.empty() && it != last; ++it) {
+        if (ServesLayout(it->second, pointers) &&
+            ServesEqualValues(data, pointers, it->second, 0)) {
+            return it->second;
+        }
+    }
+    return 0;
+}
+
+// Whether target `id` holds `data` but for ids at `pointers`, where each names a target that
+// serves the values of the one `data` names there.
+bool TuningBinaryBuilder::ServesEqualValues(const std::vector<uint8_t>& data,
+                                            const std::vector<uint32_t>& pointers, uint32_t id,
+                                            unsigned int depth) const {
+    constexpr unsigned int kMaxDepth = 64;  // values of a binary may point in a ring
+    const std::vector<uint8_t>& held = TargetData(id);
+    if (held.size() != data.size() || depth > kMaxDepth) {
+        return false;
+    }
+    std::vector<bool> isPointer(data.size(), false);
+    for (uint32_t at : pointers) {
+        for (uint32_t i = at; i < at + sizeof(uint32_t) && i < data.size(); ++i) {
+            isPointer[i] = true;
+        }
+    }
+    for (size_t i = 0; i < data.size(); ++i) {
+        if (!isPointer[i] && data[i] != held[i]) {
+            return false;
+        }
+    }
+    auto word = [](const std::vector<uint8_t>& bytes, uint32_t at) {
+        uint32_t value = 0;
+        for (uint32_t i = 0; i < sizeof(uint32_t) && at + i < bytes.size(); ++i) {
+            value |= uint32_t{bytes[at + i]} << (8 * i);
+        }
+        return value;
+    };
+    for (uint32_t at : pointers) {
+        const uint32_t wanted = word(data, at);
+        const uint32_t other = word(held, at);
+        auto inner = m_pointers.find(wanted);
+        if (wanted != other &&
+            (inner == m_pointers.end() || other == 0 || other > TargetCount() ||
+             !ServesLayout(other, inner->second) ||
+             !ServesEqualValues(TargetData(wanted), inner->second, other, depth + 1))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 uint32_t TuningBinaryBuilder::AddSharedTarget(std::vector<uint8_t> data,
-                                              const std::optional<std::string>& site) {
+                                              const std::optional<std::string>& site,
+                                              std::vector<uint32_t> pointers) {
     if (!m_shareEqualValues) {
         return AddPointerTarget(std::move(data));
     }
-    auto found = m_sharedValues.find(data);
-    if (found == m_sharedValues.end()) {
-        const uint32_t id = AddPointerTarget(data);
-        found = m_sharedValues.emplace(std::move(data), SharedValue{id, {}, false}).first;
+    ValueKey key{std::move(data), std::move(pointers)};
+    auto found = m_sharedValues.find(key);
+    if (found == m_sharedValues.end() || !ServesLayout(found->second.id, key.second)) {
+        uint32_t id = FixedTargetFor(key.first, key.second);
+        if (id == 0) {
+            id = AddPointerTarget(key.first);
+        }
+        found = m_sharedValues.insert_or_assign(key, SharedValue{id, {}, false}).first;
     }
     SharedValue& value = found->second;
+    m_pointers.emplace(value.id, key.second);
     // Readers share an object only within a duplicate group, which needs two entries.
     if (site && !value.sites.insert(*site).second && !value.grouped &&
         HasDuplicateIds(m_version)) {
-        AddPointerTarget(found->first, value.id);
+        // A copy: adding an entry may move the values of the others.
+        std::vector<uint8_t> held = TargetData(value.id);
+        AddPointerTarget(std::move(held), value.id);
         value.grouped = true;
     }
     return value.id;

@@ -59,10 +59,13 @@ public:
     // data block stores equal values once. Off by default: every entry has its own copy.
     void SetShareEqualValues(bool share) { m_shareEqualValues = share; }
     // AddPointerTarget for values that readers share between the pointers of one reading
-    // `site` (strings, arrays of structures), or that they always copy (no site). With sharing
-    // on, equal values get one entry (a target added at a fixed id serves too when it is in no
-    // group), which becomes a duplicate group once two pointers of one site name it.
-    uint32_t AddSharedTarget(std::vector<uint8_t> data, const std::optional<std::string>& site);
+    // `site` (strings, arrays of structures), or that they always copy (no site); `pointers`
+    // gives the offsets of the ids of other entries in the values. With sharing on, equal
+    // values with ids at the same offsets get one entry, which becomes a duplicate group once
+    // two pointers of one site name it. A target added at a fixed id in no group serves as
+    // well, also when its values differ only in ids that name entries serving equal values.
+    uint32_t AddSharedTarget(std::vector<uint8_t> data, const std::optional<std::string>& site,
+                             std::vector<uint32_t> pointers = {});
 
     // The section table's rows in this order, which is also the order of the sections in
     // the file. Without a call the table lists the symbol table, the data table (when it has
@@ -75,6 +78,15 @@ public:
 
 private:
     std::vector<SectionEntry> DefaultSections() const;
+    size_t TargetCount() const;
+    const std::vector<uint8_t>& TargetData(uint32_t id) const;
+    // Whether target `id` may serve values with ids at `pointers`.
+    bool ServesLayout(uint32_t id, const std::vector<uint32_t>& pointers) const;
+    // A fixed target that serves `data` with ids at `pointers`, or 0.
+    uint32_t FixedTargetFor(const std::vector<uint8_t>& data,
+                            const std::vector<uint32_t>& pointers) const;
+    bool ServesEqualValues(const std::vector<uint8_t>& data, const std::vector<uint32_t>& pointers,
+                           uint32_t id, unsigned int depth) const;
     // Bytes of each section type the builder has content for, keyed by type.
     std::map<uint32_t, std::vector<uint8_t>> EncodeSectionContents() const;
 
@@ -97,7 +109,14 @@ private:
         bool grouped;
     };
     bool m_shareEqualValues = false;
-    std::map<std::vector<uint8_t>, SharedValue> m_sharedValues;
+    // By values and the offsets of the ids in them: equal bytes hold other things where the
+    // ids lie elsewhere.
+    using ValueKey = std::pair<std::vector<uint8_t>, std::vector<uint32_t>>;
+    std::map<ValueKey, SharedValue> m_sharedValues;
+    // Fixed targets in no group by the size of their values, and where the ids lie in the
+    // values of each target handed out for shared values; a target serves one such layout.
+    std::multimap<size_t, uint32_t> m_fixedTargets;
+    std::map<uint32_t, std::vector<uint32_t>> m_pointers;
     std::optional<std::vector<SectionEntry>> m_sections;
     ContainerOverrides m_overrides;
 };

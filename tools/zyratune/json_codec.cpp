@@ -140,13 +140,26 @@ uint64_t ScalarBits(const ElementType& element, const Json& value, const std::st
     return 0;
 }
 
+// The values of one entry, and where in them lie the ids of the entries they point to.
+struct EntryValues {
+    explicit EntryValues(uint8_t alignment) : bytes(alignment) {}
+
+    void Pointer(uint32_t id) {
+        pointers.push_back(static_cast<uint32_t>(bytes.Size()));
+        bytes.Slot(id, 4);
+    }
+
+    binwriter::ByteWriter bytes;
+    std::vector<uint32_t> pointers;
+};
+
 // Encoding: the writer of one entry's values, and the builder that takes the entries its
 // strings and arrays point to.
 class Encoder {
 public:
     explicit Encoder(binwriter::TuningBinaryBuilder& builder) : m_builder(builder) {}
 
-    void Structure(const StructDescriptor& type, const Json& values, binwriter::ByteWriter& out,
+    void Structure(const StructDescriptor& type, const Json& values, EntryValues& out,
                    const std::string& where) {
         if (!values.is_object() && !values.is_null()) {
             throw ToolError(where + ": must be an object");
@@ -182,7 +195,7 @@ private:
     }
 
     void Field(const FieldDescriptor& field, const StructDescriptor& owner, const Json& value,
-               binwriter::ByteWriter& out, const std::string& where) {
+               EntryValues& out, const std::string& where) {
         switch (field.kind) {
             case FieldKind::Inline:
                 if (field.dimCount == 0 && field.count == 1) {
@@ -202,18 +215,19 @@ private:
                                     At(where, i)),
                                WidthOf(field.element.scalar));
                 }
-                out.Block(block.Bytes());
+                out.bytes.Block(block.Bytes());
                 break;
             }
             case FieldKind::String: Text(value, out, where); break;
             case FieldKind::Counted: Counted(field, owner, value, out, where); break;
             case FieldKind::Optional: {
-                binwriter::ByteWriter child(out.Alignment());
+                EntryValues child(out.bytes.Alignment());
                 if (!value.is_null()) {
                     Element(field.element, value, child, where);
                 }
-                out.Slot(value.is_null() ? 0 : 1, 4);
-                out.Slot(m_builder.AddSharedTarget(child.Release(), std::nullopt), 4);
+                out.bytes.Slot(value.is_null() ? 0 : 1, 4);
+                out.Pointer(m_builder.AddSharedTarget(child.bytes.Release(), std::nullopt,
+                                                      std::move(child.pointers)));
                 break;
             }
             case FieldKind::Memory: break;
@@ -229,12 +243,12 @@ private:
     }
 
     void Counted(const FieldDescriptor& field, const StructDescriptor& owner, const Json& value,
-                 binwriter::ByteWriter& out, const std::string& where) {
+                 EntryValues& out, const std::string& where) {
         if (!value.is_null() && !value.is_array()) {
             throw ToolError(where + ": must be an array");
         }
         const Json& elements = value.is_array() ? value : Json::array();
-        binwriter::ByteWriter child(out.Alignment());
+        EntryValues child(out.bytes.Alignment());
         std::optional<std::string> site;
         if (field.element.kind == ElementKind::Scalar) {
             binwriter::ByteWriter block;
@@ -242,32 +256,33 @@ private:
                 block.Word(Bits(field.element, elements[i], At(where, i)),
                            WidthOf(field.element.scalar));
             }
-            child.Block(block.Bytes());
+            child.bytes.Block(block.Bytes());
         } else {
             for (size_t i = 0; i < elements.size(); ++i) {
                 Element(field.element, elements[i], child, At(where, i));
             }
             site = std::string(owner.siteSource) + "#" + std::to_string(field.site);
         }
-        out.Slot(elements.size(), 4);
-        out.Slot(m_builder.AddSharedTarget(child.Release(), site), 4);
+        out.bytes.Slot(elements.size(), 4);
+        out.Pointer(m_builder.AddSharedTarget(child.bytes.Release(), site,
+                                              std::move(child.pointers)));
     }
 
-    void Text(const Json& value, binwriter::ByteWriter& out, const std::string& where) {
+    void Text(const Json& value, EntryValues& out, const std::string& where) {
         const std::string text = value.is_null() ? std::string() : JsonText(value, where);
         std::vector<uint8_t> stored(text.begin(), text.end());
         stored.push_back(0);
-        out.Slot(stored.size(), 4);
-        out.Slot(m_builder.AddSharedTarget(std::move(stored), std::string(kTextSite)), 4);
+        out.bytes.Slot(stored.size(), 4);
+        out.Pointer(m_builder.AddSharedTarget(std::move(stored), std::string(kTextSite)));
     }
 
-    void Element(const ElementType& element, const Json& value, binwriter::ByteWriter& out,
+    void Element(const ElementType& element, const Json& value, EntryValues& out,
                  const std::string& where) {
         switch (element.kind) {
             case ElementKind::Scalar:
             case ElementKind::Enum:
-                out.Slot(Bits(element, value, where),
-                         element.kind == ElementKind::Enum ? 4 : WidthOf(element.scalar));
+                out.bytes.Slot(Bits(element, value, where),
+                               element.kind == ElementKind::Enum ? 4 : WidthOf(element.scalar));
                 break;
             case ElementKind::Struct: Structure(*element.structType, value, out, where); break;
             case ElementKind::String: Text(value, out, where); break;
@@ -298,9 +313,9 @@ Json DecodeStructure(const StructDescriptor& type, const void* pStructure) {
 std::vector<uint8_t> EncodeStructure(const StructDescriptor& type, const Json& values,
                                      binwriter::TuningBinaryBuilder& builder,
                                      const std::string& where) {
-    binwriter::ByteWriter out(builder.Alignment());
+    EntryValues out(builder.Alignment());
     Encoder(builder).Structure(type, values, out, where);
-    return out.Release();
+    return out.bytes.Release();
 }
 
 uint64_t ElementBits(const ElementType& element, const Json& value, const std::string& where,
