@@ -43,7 +43,8 @@ def find_trigger_tree(top: Structure) -> TriggerTree:
     """The tree of `top`; ValueError says what is missing."""
     variables = _field(top, "control_variables")
     array = None
-    if variables is not None and isinstance(variables.element, Structure):
+    if (variables is not None and isinstance(variables.element, Structure)
+            and variables.shape == "single" and not variables.dims):
         array = _field(variables.element, "control_var_type")
     if array is None or array.shape != "counted" or not isinstance(array.element, Enum):
         raise ValueError(f"'{top.name}' needs control_variables with a counted enum "
