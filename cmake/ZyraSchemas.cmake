@@ -7,8 +7,9 @@
 # directory too; with a CATALOGUE, a schema of one of its namespaces is checked against it.
 #
 # zyra_generate_catalogue(TARGET <target> CATALOGUE <file> SCHEMAS <files...>)
-# Generates the set managers of the module catalogue and an opaque class for each catalogue
-# namespace that none of SCHEMAS describes, into the same generated/ folder.
+# Generates the set managers of the module catalogue, an opaque class for each catalogue
+# namespace that none of SCHEMAS describes, and the list of the namespaces SCHEMAS compile
+# (compiled_namespaces.cpp, for the schemas read at run time), into the same generated/ folder.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 # The interpreter is the build machine's: no emulator in front of it when cross-compiling.
 set_property(TARGET Python3::Interpreter PROPERTY CROSSCOMPILING_EMULATOR "")

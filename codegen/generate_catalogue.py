@@ -5,7 +5,7 @@ For each set manager of the catalogue it writes <manager>.h and <manager>.cpp; f
 catalogue namespace without one of the given schema files an opaque <namespace>.h, whose
 classes are defined in catalogue_opaque_<k>.cpp (the classes spread over a fixed number of
 sources, so that a clean build compiles them in parallel). Namespaces with a schema get their
-classes from generate.py.
+classes from generate.py; compiled_namespaces.cpp lists them for the schemas read at run time.
 
 Usage: generate_catalogue.py --catalogue FILE --sources N (--out DIR | --list-outputs) [SCHEMA...]
 """
@@ -17,7 +17,9 @@ from typing import Dict, List
 
 from generate import write_if_changed
 from zyra_schema.catalogue import CatalogueClass, read_catalogue
+from zyra_schema.emit_compiled import emit_compiled
 from zyra_schema.emit_manager import emit_manager_header, emit_manager_source, file_stem
+from zyra_schema.loader import SchemaLoader
 from zyra_schema.emit_opaque import opaque_namespace_header, opaque_source
 from zyra_schema.parser import SchemaError
 
@@ -27,6 +29,7 @@ def outputs(managers: List[str], opaque: List[str], sources: int) -> List[str]:
     for manager in managers:
         files += [f"{file_stem(manager)}.h", f"{file_stem(manager)}.cpp"]
     files += [f"{namespace}.h" for namespace in opaque]
+    files.append("compiled_namespaces.cpp")
     return files + [f"catalogue_opaque_{k}.cpp" for k in range(sources)]
 
 
@@ -76,6 +79,14 @@ def main() -> int:
     for namespace, entries in opaque.items():
         write_if_changed(os.path.join(options.out, f"{namespace}.h"),
                          opaque_namespace_header(namespace, entries))
+    try:
+        loader = SchemaLoader(sorted({os.path.dirname(os.path.abspath(path))
+                                      for path in options.schemas}))
+        compiled = [loader.load(path) for path in options.schemas]
+    except SchemaError as error:
+        print(f"error: {error}", file=sys.stderr)
+        return 1
+    write_if_changed(os.path.join(options.out, "compiled_namespaces.cpp"), emit_compiled(compiled))
     for k, group in enumerate(spread(list(opaque.values()), options.sources)):
         write_if_changed(os.path.join(options.out, f"catalogue_opaque_{k}.cpp"),
                          opaque_source(group))

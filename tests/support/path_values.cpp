@@ -1,5 +1,6 @@
 #include "path_values.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "parser/engine/field_memory.h"
@@ -75,12 +76,37 @@ std::vector<uint8_t> PackedBits(uint64_t salt, const std::string& path, uint32_t
     return bytes;
 }
 
+using OpenStructs = std::vector<const StructDescriptor*>;
+
+// Marks `type` as being walked for the lifetime of this object.
+class OpenStruct {
+public:
+    OpenStruct(OpenStructs& open, const StructDescriptor& type) : m_open(open) {
+        m_open.push_back(&type);
+    }
+    ~OpenStruct() { m_open.pop_back(); }
+    OpenStruct(const OpenStruct&) = delete;
+    OpenStruct& operator=(const OpenStruct&) = delete;
+
+private:
+    OpenStructs& m_open;
+};
+
+// The elements of the counted array `field` at `path`: none where they would nest without end.
+uint32_t CountOf(const FieldDescriptor& field, const OpenStructs& open, uint64_t salt,
+                 const std::string& path) {
+    const bool nests = field.element.kind == ElementKind::Struct &&
+                       std::find(open.begin(), open.end(), field.element.structType) != open.end();
+    return nests ? 0 : ElementCount(salt, path);
+}
+
 class Checker {
 public:
     explicit Checker(const Override& override) : m_override(override) {}
 
     void Struct(const StructDescriptor& type, const unsigned char* pBase, uint64_t salt,
                 const std::string& path, const ValueSource* pTop) {
+        OpenStruct open(m_open, type);
         if (type.hasReservedId && !pTop) {
             Expect(Bits(pBase, 4) == 0, Member(path, "reservedID"));
         }
@@ -166,11 +192,11 @@ private:
 
     void Array(const FieldDescriptor& field, const unsigned char* pBase, uint64_t salt,
                const std::string& path) {
-        const uint32_t count = ElementCount(salt, path);
+        const uint32_t count = CountOf(field, m_open, salt, path);
         Expect(Bits(pBase + field.countOffset, 4) == count, path + "Count");
         auto* pArray =
             static_cast<const unsigned char*>(ParameterEngine::GetPointer(pBase, field.offset));
-        Expect(pArray != nullptr, path);
+        Expect((pArray != nullptr) == (count != 0), path);
         if (pArray == nullptr || Bits(pBase + field.countOffset, 4) != count) {
             return;
         }
@@ -182,6 +208,7 @@ private:
 
     const Override& m_override;
     std::string m_first;
+    OpenStructs m_open;
 };
 
 }  // namespace
@@ -228,6 +255,7 @@ void PathValueWriter::Element(const ElementType& element, uint64_t salt, const s
 
 void PathValueWriter::Struct(const StructDescriptor& type, uint64_t salt, const std::string& path,
                              binwriter::ValueWriter& out, const ValueSource* pTop) {
+    OpenStruct open(m_open, type);
     for (uint32_t i = 0; i < type.fieldCount; ++i) {
         const FieldDescriptor& field = type.fields[i];
         const std::string at = Member(path, field.name);
@@ -254,7 +282,7 @@ void PathValueWriter::Struct(const StructDescriptor& type, uint64_t salt, const 
                 break;
             }
             case FieldKind::Counted: {
-                const uint32_t count = ElementCount(fieldSalt, at);
+                const uint32_t count = CountOf(field, m_open, fieldSalt, at);
                 binwriter::ValueWriter child(m_builder);
                 if (field.element.kind == ElementKind::Scalar) {
                     child.Packed(PackedBits(fieldSalt, at,

@@ -1,6 +1,7 @@
 // Values of generated structures that depend only on a salt and each member's path, so that a
 // writer can put them into a binary and a checker can find them again in a loaded structure
-// without either keeping a record. The strings and counted arrays of a top structure may come
+// without either keeping a record. A counted array of a structure that holds it (the children
+// of a tree node) is empty, which ends the tree. The strings and counted arrays of a top structure may come
 // from a shared source instead: the writer then stores them once per source, in one duplicate
 // group, as a tool stores equal arrays that several modules hold.
 #pragma once
@@ -43,6 +44,8 @@ private:
 
     binwriter::TuningBinaryBuilder& m_builder;
     std::map<std::pair<uint64_t, std::string>, std::pair<std::vector<uint8_t>, uint32_t>> m_shared;
+    // The structures being written, outermost first.
+    std::vector<const ParameterEngine::StructDescriptor*> m_open;
 };
 
 // A value set after the load: its bits for the member at `path`, or false when none was set.
