@@ -4,9 +4,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "parser/engine/descriptors.h"
+#include "parser/runtimeschema/schema_namespace.h"
 
 namespace RuntimeSchema {
 
@@ -32,5 +34,8 @@ extern const CompiledNamespace kCompiledNamespaces[];
 
 // The compiled namespace of that name, or null.
 const CompiledNamespace* FindCompiledNamespace(const std::string& name);
+
+// What a compiled namespace offers to the schemas that `use` it.
+std::unique_ptr<DeclaredNames> DeclaredNamesOf(const CompiledNamespace& compiled);
 
 }  // namespace RuntimeSchema

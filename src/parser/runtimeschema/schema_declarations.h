@@ -13,6 +13,10 @@
 
 namespace RuntimeSchema {
 
+// How a field holds its element: once (with dimensions, a fixed array), as a counted array,
+// as an optional element, as a table wrapper, or as a word that no file holds.
+enum class Shape { Single, Counted, Optional, Tab, Memory };
+
 struct EnumDecl {
     std::string name;
     const ParameterEngine::EnumDescriptor* descriptor;

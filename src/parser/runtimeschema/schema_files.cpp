@@ -132,18 +132,7 @@ const DeclaredNames* SchemaFiles::Compiled(const std::string& name) {
     if (pCompiled == nullptr) {
         return nullptr;
     }
-    std::unique_ptr<DeclaredNames> names(new DeclaredNames);
-    names->name = name;
-    names->shared = pCompiled->moduleCount == 0;
-    for (uint32_t i = 0; i < pCompiled->nameCount; ++i) {
-        const CompiledName& declared = pCompiled->names[i];
-        if (declared.enumType != nullptr) {
-            names->enums.emplace(declared.name, declared.enumType);
-        } else {
-            names->structures.emplace(declared.name, declared.structType);
-        }
-    }
-    return m_compiled.emplace(name, std::move(names)).first->second.get();
+    return m_compiled.emplace(name, DeclaredNamesOf(*pCompiled)).first->second.get();
 }
 
 std::string SchemaFiles::Locate(const std::string& name, const std::string& first) const {

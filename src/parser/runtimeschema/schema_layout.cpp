@@ -50,7 +50,8 @@ public:
     uint64_t Size(const ElementType& element) {
         switch (element.kind) {
             case ElementKind::Scalar:
-                return element.heldAsFloat ? sizeof(float) : ParameterEngine::WidthOf(element.scalar);
+                return element.heldAsFloat ? sizeof(float)
+                                           : ParameterEngine::WidthOf(element.scalar);
             case ElementKind::Enum: return sizeof(uint32_t);
             case ElementKind::Struct: return element.structType->size;
             case ElementKind::String: return sizeof(char*);
@@ -212,9 +213,9 @@ bool LayOut(const std::vector<std::unique_ptr<StructDecl>>& structures, const ch
             return false;
         }
         if (measures.Depth(type) > kMaxStructureDepth) {
-            error = {path, pDecl->line,
-                     "structures nest deeper than " + std::to_string(kMaxStructureDepth) +
-                         " levels"};
+            error = {
+                path, pDecl->line,
+                "structures nest deeper than " + std::to_string(kMaxStructureDepth) + " levels"};
             return false;
         }
         type.size = static_cast<uint32_t>(placement.Size());

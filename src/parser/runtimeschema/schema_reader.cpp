@@ -3,10 +3,10 @@
 // a schema the build accepts is accepted here and a mistake is named alike.
 #include <algorithm>
 #include <new>
-#include <set>
 #include <utility>
 
 #include "parser/runtimeschema/schema_declarations.h"
+#include "parser/runtimeschema/schema_descriptors.h"
 #include "parser/runtimeschema/schema_layout.h"
 #include "parser/runtimeschema/schema_namespace.h"
 #include "parser/runtimeschema/schema_text.h"
@@ -21,11 +21,8 @@ using ParameterEngine::EnumDescriptor;
 using ParameterEngine::EnumRange;
 using ParameterEngine::FieldDescriptor;
 using ParameterEngine::FieldKind;
-using ParameterEngine::ModuleDescriptor;
 using ParameterEngine::ScalarType;
 using ParameterEngine::StructDescriptor;
-
-constexpr uint64_t kUInt32Max = 0xFFFFFFFF;
 
 struct ScalarWord {
     const char* word;
@@ -33,11 +30,9 @@ struct ScalarWord {
 };
 
 constexpr ScalarWord kScalarWords[] = {
-    {"UInt8", ScalarType::UInt8},   {"UInt16", ScalarType::UInt16},
-    {"UInt32", ScalarType::UInt32}, {"Int32", ScalarType::Int32},
-    {"UInt64", ScalarType::UInt64}, {"Int64", ScalarType::Int64},
-    {"Float", ScalarType::Float},   {"Double", ScalarType::Double},
-    {"Boolean", ScalarType::Boolean},
+    {"UInt8", ScalarType::UInt8}, {"UInt16", ScalarType::UInt16}, {"UInt32", ScalarType::UInt32},
+    {"Int32", ScalarType::Int32}, {"UInt64", ScalarType::UInt64}, {"Int64", ScalarType::Int64},
+    {"Float", ScalarType::Float}, {"Double", ScalarType::Double}, {"Boolean", ScalarType::Boolean},
 };
 
 const char* const kFamilies[] = {"tuning", "sensor", "facedetection", "bitml"};
@@ -57,8 +52,6 @@ bool OneOf(const std::string& word, const char* const (&words)[N]) {
 bool SectionHasReservedId(const std::string& field, const std::string& parent) {
     return OneOf(field, kReservedIdSections) || parent == "dynamic_enable_triggersStruct";
 }
-
-enum class Shape { Single, Counted, Optional, Tab, Memory };
 
 const char* ShapeWord(Shape shape) {
     switch (shape) {
@@ -88,12 +81,6 @@ std::string Join(const std::vector<std::string>& words, size_t first) {
     return text;
 }
 
-struct Version {
-    uint16_t major;
-    uint16_t minor;
-    uint32_t patch;
-};
-
 struct ModuleLine {
     unsigned int line;
     std::vector<std::string> args;
@@ -102,8 +89,7 @@ struct ModuleLine {
 class Reader {
 public:
     Reader(const std::string& path, const std::string& text, const NamespaceFinder& find)
-        : m_path(path), m_find(find), m_lines(SplitLines(text)),
-          m_result(new SchemaNamespace) {
+        : m_path(path), m_find(find), m_lines(SplitLines(text)), m_result(new SchemaNamespace) {
         m_result->path = path;
     }
 
@@ -166,20 +152,12 @@ private:
     }
 
     Version ParseVersion(unsigned int line, const std::string& word) const {
-        const size_t first = word.find('.');
-        const size_t second = first == std::string::npos ? first : word.find('.', first + 1);
-        uint64_t parts[3] = {};
-        if (second == std::string::npos ||
-            !ReadNumber(word.substr(0, first), parts[0]) ||
-            !ReadNumber(word.substr(first + 1, second - first - 1), parts[1]) ||
-            !ReadNumber(word.substr(second + 1), parts[2])) {
-            Fail(line, "'" + word + "' is not a version A.B.C");
+        Version version{};
+        std::string problem;
+        if (!ReadVersion(word, version, problem)) {
+            Fail(line, problem);
         }
-        if (parts[0] > 0xFFFF || parts[1] > 0xFFFF || parts[2] > kUInt32Max) {
-            Fail(line, "version part out of range");
-        }
-        return {static_cast<uint16_t>(parts[0]), static_cast<uint16_t>(parts[1]),
-                static_cast<uint32_t>(parts[2])};
+        return version;
     }
 
     void ReadFlags(unsigned int line, const std::vector<std::string>& tokens) {
@@ -229,39 +207,10 @@ private:
                 Fail(line, "enum '" + name + "' declared twice");
             }
         }
-        std::set<std::pair<uint64_t, uint64_t>> values;
-        for (size_t i = 2; i < tokens.size(); ++i) {
-            const std::string& word = tokens[i];
-            const size_t dash = word.find('-');
-            uint64_t first = 0;
-            uint64_t last = 0;
-            const bool range = dash != std::string::npos;
-            if (!ReadNumber(word.substr(0, dash), first) ||
-                (range && !ReadNumber(word.substr(dash + 1), last))) {
-                Fail(line, "'" + word + "' is not a value or a range of values");
-            }
-            if (!range) {
-                last = first;
-            }
-            if (last < first || last > kUInt32Max) {
-                Fail(line, "bad range '" + word + "'");
-            }
-            for (const auto& value : values) {
-                if (!(last < value.first || first > value.second)) {
-                    Fail(line, "'" + word + "' overlaps another value");
-                }
-            }
-            values.emplace(first, last);
-        }
-        // Adjacent ranges join, so 75 76 is kept as 75-76.
         std::vector<EnumRange>& ranges = m_result->tables.List<EnumRange>();
-        for (const auto& value : values) {
-            if (!ranges.empty() && uint64_t{ranges.back().last} + 1 == value.first) {
-                ranges.back().last = static_cast<uint32_t>(value.second);
-            } else {
-                ranges.push_back({static_cast<uint32_t>(value.first),
-                                  static_cast<uint32_t>(value.second)});
-            }
+        std::string problem;
+        if (!ReadEnumValues(tokens, 2, ranges, problem)) {
+            Fail(line, problem);
         }
         EnumDescriptor& descriptor = m_result->tables.Item<EnumDescriptor>();
         descriptor.name =
@@ -303,8 +252,8 @@ private:
 
     void ParseBody(StructDecl& structure, unsigned int depth) {
         if (depth > kMaxStructureDepth) {
-            Fail(structure.line, "structures nest deeper than " +
-                                     std::to_string(kMaxStructureDepth) + " levels");
+            Fail(structure.line,
+                 "structures nest deeper than " + std::to_string(kMaxStructureDepth) + " levels");
         }
         unsigned int line = 0;
         std::vector<std::string> tokens;
@@ -329,12 +278,13 @@ private:
     }
 
     static void CloseFields(StructDecl& structure) {
-        structure.descriptor->fields = structure.fields->empty() ? nullptr : structure.fields->data();
+        structure.descriptor->fields =
+            structure.fields->empty() ? nullptr : structure.fields->data();
         structure.descriptor->fieldCount = static_cast<uint32_t>(structure.fields->size());
     }
 
-    void ParseField(StructDecl& structure, unsigned int line, const std::vector<std::string>& tokens,
-                    unsigned int depth) {
+    void ParseField(StructDecl& structure, unsigned int line,
+                    const std::vector<std::string>& tokens, unsigned int depth) {
         if (tokens.size() < 2) {
             Fail(line, "a field needs a name and a type");
         }
@@ -410,8 +360,8 @@ private:
             }
             std::unique_ptr<StructDecl> wrapper =
                 NewStructure(name + "Struct", &structure, false, line);
-            AddField(*wrapper, name.substr(0, name.size() - 4), element, Shape::Single, dims,
-                     "", line);
+            AddField(*wrapper, name.substr(0, name.size() - 4), element, Shape::Single, dims, "",
+                     line);
             CloseFields(*wrapper);
             element = ParameterEngine::StructElement(*wrapper->descriptor);
             structure.nested.push_back(std::move(wrapper));
@@ -429,40 +379,8 @@ private:
     void AddField(StructDecl& structure, const std::string& name, const ElementType& element,
                   Shape shape, const std::vector<uint64_t>& dims, const std::string& report,
                   unsigned int line) {
-        SchemaTables& tables = m_result->tables;
-        const char* pName = tables.Text(name);
-        FieldDescriptor field{};
-        switch (shape) {
-            case Shape::Counted:
-                field = ParameterEngine::CountedField(pName, element, 0, 0, 0, 0,
-                                                      report.empty() ? nullptr : tables.Text(report));
-                break;
-            case Shape::Optional: field = ParameterEngine::OptionalField(pName, element, 0, 0, 0); break;
-            case Shape::Memory: field = ParameterEngine::MemoryField(pName, element, 0); break;
-            default:
-                if (element.kind == ElementKind::String) {
-                    field = ParameterEngine::StringField(pName, 0);
-                } else if (dims.empty()) {
-                    field = ParameterEngine::InlineField(pName, element, 0);
-                } else {
-                    std::vector<uint32_t>& stored = tables.List<uint32_t>();
-                    uint64_t count = 1;
-                    for (uint64_t dim : dims) {
-                        stored.push_back(static_cast<uint32_t>(std::min(dim, kUInt32Max)));
-                        count = std::min(count * std::min(dim, kUInt32Max), kUInt32Max);
-                    }
-                    // A count this large makes the structure too large, which the layout refuses.
-                    const auto total = static_cast<uint32_t>(count);
-                    const auto dimCount = static_cast<uint32_t>(stored.size());
-                    field = element.kind == ElementKind::Scalar
-                                ? ParameterEngine::BlockField(pName, element, 0, total,
-                                                              stored.data(), dimCount)
-                                : ParameterEngine::InlineField(pName, element, 0, total,
-                                                               stored.data(), dimCount);
-                }
-                break;
-        }
-        structure.fields->push_back(field);
+        structure.fields->push_back(
+            MakeField(name, element, shape, dims, report, m_result->tables));
         structure.fieldLines.push_back(line);
         structure.fieldNames.insert(name);
     }
@@ -555,7 +473,7 @@ private:
         if (HasFlag("reflection") && !m_family.empty() && m_family != "tuning") {
             Fail(m_flagsLine, "only the tuning family has reflection");
         }
-        std::vector<std::pair<StructDecl*, TriggerTreeParts>> modules;
+        std::vector<ModuleDecl> modules;
         for (const ModuleLine& moduleLine : m_moduleLines) {
             modules.push_back(ReadModuleLine(moduleLine, modules));
         }
@@ -576,31 +494,35 @@ private:
             }
         }
         LayOutAll();
-        for (size_t i = 0; i < modules.size(); ++i) {
-            AddModule(*modules[i].first, m_moduleLines[i], modules[i].second);
+        const bool masksModuleId = m_result->family == "tuning";
+        for (const ModuleDecl& module : modules) {
+            m_result->modules.push_back(
+                {&MakeModule(module, masksModuleId, HasFlag("reflection"), m_result->tables),
+                 module.top->line});
         }
         return std::move(m_result);
     }
 
-    std::pair<StructDecl*, TriggerTreeParts> ReadModuleLine(
-        const ModuleLine& moduleLine, const std::vector<std::pair<StructDecl*, TriggerTreeParts>>& modules) {
+    ModuleDecl ReadModuleLine(const ModuleLine& moduleLine,
+                              const std::vector<ModuleDecl>& modules) {
         const unsigned int line = moduleLine.line;
         const std::vector<std::string>& args = moduleLine.args;
         StructDecl* pTop = FindStructure(args[0]);
         if (pTop == nullptr) {
             Fail(line, "unknown top structure '" + args[0] + "'");
         }
-        for (const auto& module : modules) {
-            if (module.first == pTop) {
+        for (const ModuleDecl& module : modules) {
+            if (module.top == pTop) {
                 Fail(line, "'" + pTop->name + "' is a module twice");
             }
         }
         if (pTop->reservedId) {
             Fail(line, "a top structure begins with ModuleID, not reservedID");
         }
-        std::vector<std::string> words(args.begin() + 1, args.end());
+        ModuleDecl module{pTop, {args.begin() + 1, args.end()}, m_version, false, {}};
+        std::vector<std::string>& words = module.names;
         if (words.size() >= 2 && words[words.size() - 2] == "version") {
-            ParseVersion(line, words.back());
+            module.version = ParseVersion(line, words.back());
             words.resize(words.size() - 2);
         }
         if (words.empty()) {
@@ -609,15 +531,15 @@ private:
         for (const std::string& name : words) {
             Identifier(line, name);
         }
-        TriggerTreeParts tree;
         if (HasFlag("trigger_tree")) {
             std::string problem;
-            if (!FindTriggerTree(*pTop->descriptor, tree, problem)) {
+            if (!FindTriggerTree(*pTop->descriptor, module.tree, problem)) {
                 Fail(line, problem);
             }
+            module.hasTree = true;
         }
         pTop->top = true;
-        return {pTop, tree};
+        return module;
     }
 
     // Lays the structures out and makes the result hand out the namespace's names.
@@ -632,35 +554,6 @@ private:
         for (const auto& structure : m_structures) {
             m_result->names.structures.emplace(structure->name, structure->descriptor);
         }
-    }
-
-    void AddModule(const StructDecl& top, const ModuleLine& moduleLine,
-                   const TriggerTreeParts& tree) {
-        SchemaTables& tables = m_result->tables;
-        std::vector<std::string> words(moduleLine.args.begin() + 1, moduleLine.args.end());
-        Version version = m_version;
-        if (words.size() >= 2 && words[words.size() - 2] == "version") {
-            version = ParseVersion(moduleLine.line, words.back());
-            words.resize(words.size() - 2);
-        }
-        std::vector<const char*>& names = tables.List<const char*>();
-        for (const std::string& name : words) {
-            names.push_back(tables.Text(name));
-        }
-        ModuleDescriptor& module = tables.Item<ModuleDescriptor>();
-        module.className = tables.Text(top.name + "Class");
-        module.top = top.descriptor;
-        module.major = version.major;
-        module.minor = version.minor;
-        module.patch = version.patch;
-        module.names = names.data();
-        module.nameCount = static_cast<uint32_t>(names.size());
-        module.masksModuleId = m_result->family == "tuning";
-        module.hasReflection = HasFlag("reflection");
-        if (HasFlag("trigger_tree")) {
-            module.triggerTree = &MakeTriggerTree(tree, tables);
-        }
-        m_result->modules.push_back({&module, top.line});
     }
 
     const std::string& m_path;

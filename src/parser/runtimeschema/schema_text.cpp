@@ -1,5 +1,8 @@
 #include "parser/runtimeschema/schema_text.h"
 
+#include <set>
+#include <utility>
+
 namespace RuntimeSchema {
 namespace {
 
@@ -13,6 +16,8 @@ bool IsBlank(char c) { return c == ' ' || c == '\t' || IsLineBreak(c) || c == '\
 bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+constexpr uint64_t kUInt32Max = 0xFFFFFFFF;
 
 }  // namespace
 
@@ -77,6 +82,66 @@ bool ReadNumber(const std::string& digits, uint64_t& value) {
             return false;
         }
         value = value >= kCap / 10 ? kCap : value * 10 + static_cast<uint64_t>(c - '0');
+    }
+    return true;
+}
+
+bool ReadVersion(const std::string& word, Version& version, std::string& problem) {
+    const size_t first = word.find('.');
+    const size_t second = first == std::string::npos ? first : word.find('.', first + 1);
+    uint64_t parts[3] = {};
+    if (second == std::string::npos || !ReadNumber(word.substr(0, first), parts[0]) ||
+        !ReadNumber(word.substr(first + 1, second - first - 1), parts[1]) ||
+        !ReadNumber(word.substr(second + 1), parts[2])) {
+        problem = "'" + word + "' is not a version A.B.C";
+        return false;
+    }
+    if (parts[0] > 0xFFFF || parts[1] > 0xFFFF || parts[2] > kUInt32Max) {
+        problem = "version part out of range";
+        return false;
+    }
+    version = {static_cast<uint16_t>(parts[0]), static_cast<uint16_t>(parts[1]),
+               static_cast<uint32_t>(parts[2])};
+    return true;
+}
+
+bool ReadEnumValues(const std::vector<std::string>& words, size_t first,
+                    std::vector<ParameterEngine::EnumRange>& ranges, std::string& problem) {
+    std::set<std::pair<uint64_t, uint64_t>> values;
+    for (size_t i = first; i < words.size(); ++i) {
+        const std::string& word = words[i];
+        const size_t dash = word.find('-');
+        const bool range = dash != std::string::npos;
+        uint64_t low = 0;
+        uint64_t high = 0;
+        if (!ReadNumber(word.substr(0, dash), low) ||
+            (range && !ReadNumber(word.substr(dash + 1), high))) {
+            problem = "'" + word + "' is not a value or a range of values";
+            return false;
+        }
+        if (!range) {
+            high = low;
+        }
+        if (high < low || high > kUInt32Max) {
+            problem = "bad range '" + word + "'";
+            return false;
+        }
+        for (const auto& value : values) {
+            if (!(high < value.first || low > value.second)) {
+                problem = "'" + word + "' overlaps another value";
+                return false;
+            }
+        }
+        values.emplace(low, high);
+    }
+    // Adjacent ranges join, so 75 76 is kept as 75-76.
+    for (const auto& value : values) {
+        if (!ranges.empty() && uint64_t{ranges.back().last} + 1 == value.first) {
+            ranges.back().last = static_cast<uint32_t>(value.second);
+        } else {
+            ranges.push_back(
+                {static_cast<uint32_t>(value.first), static_cast<uint32_t>(value.second)});
+        }
     }
     return true;
 }

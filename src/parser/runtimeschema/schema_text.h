@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "parser/engine/descriptors.h"
+
 namespace RuntimeSchema {
 
 std::vector<std::string> SplitLines(const std::string& text);
@@ -18,5 +20,19 @@ bool IsIdentifier(const std::string& word);
 // The decimal number of `digits` (ASCII digits only, at least one), or false. Values beyond
 // 2^63 read as 2^63: every limit of the format is far below.
 bool ReadNumber(const std::string& digits, uint64_t& value);
+
+struct Version {
+    uint16_t major;
+    uint16_t minor;
+    uint32_t patch;
+};
+
+// A.B.C within 16, 16 and 32 bits; false with the message for a word that is not one.
+bool ReadVersion(const std::string& word, Version& version, std::string& problem);
+
+// The values of an enum from `words[first]` on, numbers and ranges A-B that must not overlap,
+// in rising order and joined where adjacent; false with the message for the first bad word.
+bool ReadEnumValues(const std::vector<std::string>& words, size_t first,
+                    std::vector<ParameterEngine::EnumRange>& ranges, std::string& problem);
 
 }  // namespace RuntimeSchema
