@@ -5,8 +5,10 @@ from typing import List, Optional
 
 
 def class_declaration(top: str, reflection: bool = False,
-                      extra: Optional[List[str]] = None) -> List[str]:
-    """`extra` declares what only some classes have, such as trigger tree or clone methods."""
+                      extra: Optional[List[str]] = None,
+                      members: Optional[List[str]] = None) -> List[str]:
+    """`extra` declares what only some classes have, such as trigger tree or clone methods;
+    `members` the private data of a class that has some."""
     name = f"{top}Class"
     reflective = [
         "    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;",
@@ -30,7 +32,7 @@ def class_declaration(top: str, reflection: bool = False,
         "    static const char* GetName(const char* pName);",
         "    // The tables the engine loads this class by.",
         "    static const ParameterEngine::ModuleDescriptor& Descriptor();",
-    ] + (extra or []) + ["};"]
+    ] + (extra or []) + (["", "private:"] + members if members else []) + ["};"]
 
 
 def top_members() -> List[str]:

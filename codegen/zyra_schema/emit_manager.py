@@ -4,7 +4,7 @@ and the table of prototypes its constructor registers, in catalogue order."""
 import re
 from typing import Dict, List
 
-from .catalogue import CatalogueClass
+from .catalogue import MANAGER_FAMILIES, CatalogueClass
 from .emit_class import manager_glue_declarations
 
 
@@ -59,6 +59,9 @@ def emit_manager_header(manager: str, classes: List[CatalogueClass]) -> str:
     lines += [
         "",
         "protected:",
+        "    // An update set of `pRunning`, sharing its run-time schemas; null reads the",
+        "    // schema path.",
+        f"    explicit {manager}(const CatalogueSetManager* pRunning);",
         "    ParameterSetManager* CreateUpdateSet() override;",
         "};",
         "",
@@ -83,16 +86,20 @@ def emit_manager_source(manager: str, classes: List[CatalogueClass]) -> str:
             lines += manager_glue_declarations(entry.top)
         lines.append(f"}}  // namespace {namespace}")
     lines += ["", "namespace {", "", "const CatalogueSetManager::Registration kModules[] = {"]
-    lines += [f'    {{"{name}", &{entry.namespace}::{entry.top}ClassPrototype}},'
+    lines += [f'    {{"{name}", &{entry.namespace}::{entry.top}ClassPrototype, '
+              f'"{entry.namespace}", "{entry.top}", {entry.version[0]}, {entry.version[1]}, '
+              f"{entry.version[2]}u}},"
               for entry in classes for name in entry.names]
     lines += [
         "};",
         "",
         "}  // namespace",
         "",
-        f"{manager}::{manager}()",
-        f'    : CatalogueSetManager("{manager}", kModules,',
-        "                          sizeof(kModules) / sizeof(kModules[0])) {",
+        f"{manager}::{manager}() : {manager}(nullptr) {{}}",
+        "",
+        f"{manager}::{manager}(const CatalogueSetManager* pRunning)",
+        f'    : CatalogueSetManager("{manager}", "{MANAGER_FAMILIES[manager]}", kModules,',
+        "                          sizeof(kModules) / sizeof(kModules[0]), pRunning) {",
     ]
     if manager in LIVE_TUNING_MANAGERS:
         lines += [
@@ -113,7 +120,7 @@ def emit_manager_source(manager: str, classes: List[CatalogueClass]) -> str:
         "",
         f"ParameterSetManager* {manager}::CreateUpdateSet() {{",
         "    try {",
-        f"        return new (std::nothrow) {manager};",
+        f"        return new (std::nothrow) {manager}(this);",
         "    } catch (const std::bad_alloc&) {",
         "        // A prototype could not be made: no update set.",
         "        return nullptr;",

@@ -1,6 +1,7 @@
 """Opaque module classes: a catalogue class without a schema. Its top structure holds the
 module's ID and a copy of the raw bytes of its symbol entry, which is enough to find, version
-check, load, hand out and release it before its fields are described."""
+check, load, hand out and release it before its fields are described. A run-time schema of its
+namespace lays the same bytes out in a view beside them, which the text interface reflects."""
 
 from typing import List
 
@@ -17,20 +18,39 @@ def opaque_header(entry: CatalogueClass) -> List[str]:
         "    // The bytes of the module's symbol entry, as the binary holds them.",
         "    uint32_t rawDataSize;",
         "    uint8_t* rawData;",
-    ] + top_members() + ["};", ""] + class_declaration(top) + [""]
-        + manager_glue_declarations(top))
+    ] + top_members() + ["};", ""] + class_declaration(top, True, members=[
+        "    // The module's values as a run-time schema lays them out, while it has one.",
+        "    ParameterEngine::SchemaView m_schemaView;",
+    ]) + [""] + manager_glue_declarations(top))
 
 
 def opaque_tables(entry: CatalogueClass) -> List[str]:
     return module_descriptor(entry.top, entry.version, entry.names, entry.family == "tuning")
 
 
+def _view_glue(cls: str) -> str:
+    return f"""
+
+bool {cls}::GetValue(const char* pPath, char* pValue, unsigned int size) {{
+    return ParameterEngine::GetViewValue(m_schemaView, pPath, pValue, size);
+}}
+
+bool {cls}::SetValue(const char* pPath, const char* pValue) {{
+    return ParameterEngine::SetViewValue(*this, m_schemaView, ModuleID, pPath, pValue);
+}}
+
+bool {cls}::GetInfo(const char* pPath, PList<ParameterParserInfo>& info) {{
+    return ParameterEngine::GetViewInfo(m_schemaView, pPath, info);
+}}"""
+
+
 def opaque_definitions(entry: CatalogueClass) -> List[str]:
     top = entry.top
     load = (f"ParameterEngine::LoadRawModule(*this, kModule_{top}, ModuleID, rawDataSize, "
-            "rawData, pTable)")
-    unload = "ParameterEngine::UnloadRawModule(*this, rawDataSize, rawData)"
-    return class_definitions(top, load, unload) + manager_glue_definitions(top)
+            "rawData, m_schemaView,\n                                          pTable)")
+    unload = "ParameterEngine::UnloadRawModule(*this, rawDataSize, rawData, m_schemaView)"
+    return (class_definitions(top, load, unload, _view_glue(f"{top}Class"))
+            + manager_glue_definitions(top))
 
 
 def opaque_namespace_header(namespace: str, entries: List[CatalogueClass]) -> str:
@@ -40,6 +60,7 @@ def opaque_namespace_header(namespace: str, entries: List[CatalogueClass]) -> st
         "",
         "#include <cstdint>",
         "",
+        '#include "parser/engine/schema_view.h"',
         '#include "parser/setmanager/parameter_module.h"',
         "",
         "namespace ParameterEngine {",
@@ -64,6 +85,7 @@ def opaque_source(namespaces: List[List[CatalogueClass]]) -> str:
         "",
         '#include "parser/engine/descriptors.h"',
         '#include "parser/engine/module_engine.h"',
+        '#include "parser/engine/schema_view.h"',
     ]
     lines += [f'#include "{entries[0].namespace}.h"' for entries in namespaces]
     for entries in namespaces:

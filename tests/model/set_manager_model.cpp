@@ -77,7 +77,8 @@ const FieldDescriptor& TopField(const char* pName) {
 // catalogue; the model looks at its state through it.
 class ModelSetManager : public CatalogueSetManager {
 public:
-    explicit ModelSetManager(uint32_t limit) : CatalogueSetManager("ModelSetManager", kModules, 2) {
+    explicit ModelSetManager(uint32_t limit)
+        : CatalogueSetManager("ModelSetManager", "tuning", kModules, 2, nullptr) {
         m_maxActiveModes = limit;
         m_logDebug = false;
     }
@@ -116,8 +117,11 @@ private:
         }
     }
 
-    static constexpr Registration kModules[] = {{"enginetest", &enginetestTypeClassPrototype},
-                                                {"enginetest_twin", &enginetestTypeClassPrototype}};
+    static constexpr Registration kModules[] = {
+        {"enginetest", &enginetestTypeClassPrototype, "enginetest_1_0_0", "enginetestType", 1, 0,
+         0},
+        {"enginetest_twin", &enginetestTypeClassPrototype, "enginetest_1_0_0", "enginetestType",
+         1, 0, 0}};
 };
 
 // The shape of one binary: its mode records and its module entries in symbol table order.

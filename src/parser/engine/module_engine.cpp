@@ -123,13 +123,19 @@ bool LoadModule(ParameterModule& instance, const ModuleDescriptor& module, uint3
                 void* pTop, ParameterFileSymbolTable* pTable) {
     return LoadFromEntry(instance, module, moduleId, pTable,
                          [&](ParameterFileSymbolTableEntry& entry, unsigned char alignment) {
-                             const bool loaded = Load(*module.top, pTop, &entry, alignment);
-                             if (loaded && module.triggerTree != nullptr) {
-                                 UpdateTriggerTree(*module.triggerTree, pTop,
-                                                   LoggerOf(instance.Data));
-                             }
-                             return loaded;
+                             return LoadTopStructure(module, pTop, entry, alignment,
+                                                     LoggerOf(instance.Data));
                          });
+}
+
+bool LoadTopStructure(const ModuleDescriptor& module, void* pTop,
+                      ParameterFileSymbolTableEntry& entry, unsigned char alignment,
+                      IParameterLoggingAPI* pLogger) {
+    const bool loaded = Load(*module.top, pTop, &entry, alignment);
+    if (loaded && module.triggerTree != nullptr) {
+        UpdateTriggerTree(*module.triggerTree, pTop, pLogger);
+    }
+    return loaded;
 }
 
 void UnloadModule(ParameterModule& instance, const ModuleDescriptor& module, void* pTop) {
@@ -164,17 +170,25 @@ void CloneModule(const ParameterModule& source, const ModuleDescriptor& module,
 }
 
 bool LoadRawModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
-                   uint32_t& size, uint8_t*& pBytes, ParameterFileSymbolTable* pTable) {
+                   uint32_t& size, uint8_t*& pBytes, SchemaView& view,
+                   ParameterFileSymbolTable* pTable) {
     return LoadFromEntry(instance, module, moduleId, pTable,
-                         [&](ParameterFileSymbolTableEntry& entry, unsigned char) {
-                             return CopyEntryBytes(instance, module, entry, size, pBytes);
+                         [&](ParameterFileSymbolTableEntry& entry, unsigned char alignment) {
+                             if (!CopyEntryBytes(instance, module, entry, size, pBytes)) {
+                                 return false;
+                             }
+                             // A layout that does not fit leaves the module as opaque as before.
+                             LoadSchemaView(instance, view, entry, alignment);
+                             return true;
                          });
 }
 
-void UnloadRawModule(ParameterModule& instance, uint32_t& size, uint8_t*& pBytes) {
+void UnloadRawModule(ParameterModule& instance, uint32_t& size, uint8_t*& pBytes,
+                     SchemaView& view) {
     if (!instance.Loaded) {
         return;
     }
+    UnloadSchemaView(instance, view);
     ZyraFree(pBytes);
     pBytes = nullptr;
     size = 0;

@@ -5,10 +5,13 @@
 #include <cstdint>
 
 #include "parser/engine/descriptors.h"
+#include "parser/engine/schema_view.h"
 
 class DefaultModule;
+class IParameterLoggingAPI;
 class ModuleData;
 class ParameterFileSymbolTable;
+class ParameterFileSymbolTableEntry;
 class ParameterModule;
 
 namespace ParameterEngine {
@@ -42,10 +45,19 @@ void CloneModule(const ParameterModule& source, const ModuleDescriptor& module,
                  const void* pSourceTop, ParameterModule& clone, void* pCloneTop);
 
 // The same two for an opaque class, whose top structure holds a copy of its symbol entry's
-// bytes in `pBytes` (owned) and their number in `size`.
+// bytes in `pBytes` (owned) and their number in `size`. A run-time schema of the class's
+// namespace adds `view`, the same bytes laid out by that schema.
 bool LoadRawModule(ParameterModule& instance, const ModuleDescriptor& module, uint32_t moduleId,
-                   uint32_t& size, uint8_t*& pBytes, ParameterFileSymbolTable* pTable);
-void UnloadRawModule(ParameterModule& instance, uint32_t& size, uint8_t*& pBytes);
+                   uint32_t& size, uint8_t*& pBytes, SchemaView& view,
+                   ParameterFileSymbolTable* pTable);
+void UnloadRawModule(ParameterModule& instance, uint32_t& size, uint8_t*& pBytes,
+                     SchemaView& view);
+
+// Fills the top structure `pTop` of `module` from the entry, then sets the head words of its
+// trigger tree.
+bool LoadTopStructure(const ModuleDescriptor& module, void* pTop,
+                      ParameterFileSymbolTableEntry& entry, unsigned char alignment,
+                      IParameterLoggingAPI* pLogger);
 
 // The registered name whose short form is `pName`; the latest registered wins. Otherwise
 // `pName` itself.

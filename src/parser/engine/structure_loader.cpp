@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "parser/engine/failed_field_trace.h"
 #include "parser/engine/field_memory.h"
 #include "parser/engine/structure_engine.h"
 #include "parser/file/binary_value.h"
@@ -383,6 +384,7 @@ bool Load(const StructDescriptor& descriptor, void* pStructure,
         }
         const FieldDescriptor& field = descriptor.fields[i++];
         ClearField(field, pBase);
+        const bool before = result;
         switch (field.kind) {
             case FieldKind::Inline:
                 result = LoadInline(result, field, pBase, pEntry, alignment);
@@ -402,6 +404,9 @@ bool Load(const StructDescriptor& descriptor, void* pStructure,
                 break;
             case FieldKind::Memory:
                 break;
+        }
+        if (before && !result) {
+            FailedFieldTrace::Note(field.name);
         }
     }
     return result;

@@ -16,6 +16,13 @@ public:
     struct Registration {
         const char* name;
         ParameterModule* (*makePrototype)(const char* pName);
+        // The class's namespace, top structure and version, which a run-time schema of the
+        // namespace has to declare.
+        const char* nameSpace;
+        const char* top;
+        unsigned short major;
+        unsigned short minor;
+        unsigned int patch;
     };
 
     ~CatalogueSetManager() override;
@@ -26,17 +33,33 @@ public:
     DefaultModule* GetDefaultModule(char* pType) override;
     void SaveAndClearModules() override;
 
+    // Reads the run-time schemas in `pDirectory` that describe opaque modules of this set
+    // manager, as it read the directories of ZYRA_SCHEMA_PATH at construction. Only before a
+    // binary is loaded. False, with the error text set, when the call came too late, the
+    // directory cannot be read, or one of its schemas was refused.
+    bool AddSchemaDirectory(const char* pDirectory);
+
 protected:
-    // `pClassName` must outlive the object: a literal of the derived class. Throws
+    // `pClassName` and `pFamily` must outlive the object: literals of the derived class.
+    // `pRunning` is the set manager an update set is made for, whose run-time schemas it
+    // shares; without one the directories of ZYRA_SCHEMA_PATH are read. Throws
     // std::bad_alloc, with nothing registered left behind, when memory runs out.
-    CatalogueSetManager(const char* pClassName, const Registration* pModules, size_t count);
+    CatalogueSetManager(const char* pClassName, const char* pFamily, const Registration* pModules,
+                        size_t count, const CatalogueSetManager* pRunning);
 
 private:
+    // The run-time schemas of this set manager, made on first use.
+    RuntimeSchema::RuntimeSchemas& Schemas();
+    void ReadSchemaPath();
+
     // False, logged, when memory ran out; the module is then destroyed.
     bool Register(ParameterModule* pModule);
     void DestroyDefaultModules();
 
     const char* m_className;
+    const char* m_family;
+    const Registration* m_modules;
+    size_t m_moduleCount;
     // Entries that a later AddModule of the same Type replaced. Their instances may still be
     // filed under modes, so they live as long as this object.
     std::vector<DefaultModule*> m_replacedDefaults;

@@ -8,6 +8,7 @@
 #include "parser/foundation/parser_alloc_category.h"
 #include "parser/foundation/parser_object.h"
 #include "parser/livetuning/parameter_dialin_worker.h"
+#include "parser/runtimeschema/runtime_schemas.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/module_data.h"
 #include "zyra/memory.h"
@@ -46,6 +47,11 @@ void ParameterSetManager::operator delete(void* pMemory) noexcept { ZyraFree(pMe
 
 void ParameterSetManager::operator delete(void* pMemory, const std::nothrow_t&) noexcept {
     ZyraFree(pMemory);
+}
+
+const ParameterEngine::SchemaLayout* ParameterSetManager::GetSchemaLayout(
+    const char* pName) const {
+    return m_runtimeSchemas != nullptr ? m_runtimeSchemas->Find(pName) : nullptr;
 }
 
 bool ParameterSetManager::CreateDialinWorker() {

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <new>
 #include <string>
 #include <unordered_map>
@@ -33,6 +34,12 @@ class ParameterFileSymbolTable;
 class ParameterFileSymbolTableEntry;
 class ParameterModule;
 struct ParameterParserInfo;
+namespace ParameterEngine {
+struct SchemaLayout;
+}
+namespace RuntimeSchema {
+class RuntimeSchemas;
+}
 
 // The text interface the live tuning worker calls back into.
 class ZYRA_API IParameterDataAPI : public IParameterLoggingAPI {
@@ -154,6 +161,9 @@ public:
     ModeEntry* GetRootMode() const { return m_rootMode; }
     unsigned int GetModeCount() const { return m_modeCount; }
     bool IsFileMode() const { return m_fileName[0] != '\0'; }
+    // The layout a run-time schema gives the opaque module registered as `pName`; null when
+    // it has none.
+    const ParameterEngine::SchemaLayout* GetSchemaLayout(const char* pName) const;
 
     // Control and trigger values, numbered values that callers outside the parser define.
     // The text forms are "id=value" joined by ","; GetControlValues(char*, unsigned int)
@@ -241,6 +251,11 @@ protected:
     bool LoadModeInternal(const TuningMode* pBranch, unsigned int count, bool& reload,
                           const char* pName);
 
+    // Layouts of opaque modules from run-time schemas; null without any. They outlive every
+    // module, the replaced ones included. An update set borrows the ones of the set manager it
+    // updates, which outlives it.
+    RuntimeSchema::RuntimeSchemas* m_runtimeSchemas = nullptr;
+    std::unique_ptr<RuntimeSchema::RuntimeSchemas> m_ownRuntimeSchemas;
     std::list<ParameterModule*> m_replacedModules;
     PList<ParameterFileSymbolTable*> m_retiredSymbolTables{1};
     std::list<ParameterSetManager*> m_updateSets;
