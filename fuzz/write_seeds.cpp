@@ -97,6 +97,17 @@ Bytes TextInput(uint8_t operation, uint8_t answerSize, const std::string& text) 
     return bytes;
 }
 
+// The schemas of the repository, as they stand.
+void CopySchemas(const fs::path& folder) {
+    fs::create_directories(folder);
+    for (const fs::directory_entry& entry : fs::directory_iterator(ZYRA_SCHEMA_DIR)) {
+        if (entry.path().extension() == ".schema") {
+            fs::copy_file(entry.path(), folder / entry.path().filename(),
+                          fs::copy_options::overwrite_existing);
+        }
+    }
+}
+
 void Write(const fs::path& folder, const std::string& name, const Bytes& bytes) {
     fs::create_directories(folder);
     std::ofstream out(folder / name, std::ios::binary | std::ios::trunc);
@@ -130,6 +141,7 @@ int main(int argc, char** argv) {
                                  std::to_string(format.minor) + "_" + std::to_string(format.patch);
         Write(corpus / "catalogue_fuzzer", name, CatalogueTree(format));
     }
+    CopySchemas(corpus / "schema_reader_fuzzer");
     Write(corpus / "dialin_framing_fuzzer", "all_at_once", DialinStream(9, 0, 255));
     Write(corpus / "dialin_framing_fuzzer", "bytewise", DialinStream(9, 1, 255));
     Write(corpus / "dialin_framing_fuzzer", "any_command_small_room", DialinStream(255, 7, 15));
