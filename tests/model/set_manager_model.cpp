@@ -580,18 +580,18 @@ private:
         std::vector<TuningMode> branch = Branch(m_model, node);
         const uint32_t what = m_choices.Below(3);
         const uint32_t region = m_choices.Below(3);
-        std::string spec = kNames[name];
+        std::string modulePath = kNames[name];
         if (what == 2) {
-            spec += ".regions[" + std::to_string(region) + "]";
+            modulePath += ".regions[" + std::to_string(region) + "]";
         }
         const char* pField = what == 0 ? "u32" : what == 1 ? "name" : "label";
         char text[256] = "";
         const bool read =
             m_choices.OneIn(2)
-                ? m_manager.GetValue(PathText(branch).c_str(), spec.c_str(), pField, text,
+                ? m_manager.GetValue(PathText(branch).c_str(), modulePath.c_str(), pField, text,
                                      sizeof(text))
                 : m_manager.GetValue(branch.data(), static_cast<uint32_t>(branch.size()),
-                                     spec.c_str(), pField, text, sizeof(text));
+                                     modulePath.c_str(), pField, text, sizeof(text));
         FollowReload();
         InstancePtr instance = m_model.Select(node, name);
         std::string expected;
@@ -608,8 +608,8 @@ private:
             }
         }
         if (read != !expected.empty() || (read && expected != text)) {
-            Fail("GetValue " + spec + "." + pField + " at " + PathText(branch) + " gave '" + text +
-                 "', expected '" + expected + "'");
+            Fail("GetValue " + modulePath + "." + pField + " at " + PathText(branch) + " gave '" +
+                 text + "', expected '" + expected + "'");
         }
     }
 
@@ -619,14 +619,14 @@ private:
         const bool inRegion = m_choices.OneIn(2);
         const uint32_t shapes[] = {0, 1, 2, 7};
         const uint64_t value = inRegion ? shapes[m_choices.Below(4)] : m_choices.Below(1000000);
-        const std::string spec = std::string(kNames[name]) + (inRegion ? ".regions[0]" : "");
-        const bool set =
-            m_manager.SetValue(branch.data(), static_cast<uint32_t>(branch.size()), spec.c_str(),
-                               inRegion ? "shape" : "u32", std::to_string(value).c_str());
+        const std::string modulePath = std::string(kNames[name]) + (inRegion ? ".regions[0]" : "");
+        const bool set = m_manager.SetValue(branch.data(), static_cast<uint32_t>(branch.size()),
+                                            modulePath.c_str(), inRegion ? "shape" : "u32",
+                                            std::to_string(value).c_str());
         FollowReload();
         InstancePtr instance = m_model.Select(node, name);
         if (set != (instance != nullptr)) {
-            return Fail("SetValue " + spec + " at " + PathText(branch) +
+            return Fail("SetValue " + modulePath + " at " + PathText(branch) +
                         (set ? " set" : " failed"));
         }
         if (instance != nullptr) {
