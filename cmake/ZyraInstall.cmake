@@ -19,11 +19,13 @@ set(ZYRA_PUBLIC_HEADERS
   pdfront/pd_front.h
   pdfront/pd_lib_types.h
   parser/engine/descriptors.h
+  parser/engine/schema_view.h
   parser/foundation/mode_union.h
   parser/foundation/parameter_logging.h
   parser/foundation/parameter_logging_api.h
   parser/foundation/parameter_mutex.h
   parser/foundation/plist.h
+  parser/foundation/thread_separation.h
   parser/foundation/version_union.h
   parser/managers/catalogue_set_manager.h
   parser/setmanager/mode_table.h
