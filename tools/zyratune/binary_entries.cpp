@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "little_endian.h"
 #include "parser/setmanager/module_data.h"
 
 namespace zyratune {
@@ -10,14 +11,6 @@ namespace {
 constexpr uint32_t kSymbolTable = 0;
 constexpr uint32_t kDataBlock = 1;
 constexpr uint32_t kDataTable = 3;
-
-uint64_t Little(const std::vector<uint8_t>& bytes, uint64_t position, size_t width) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < width && position + i < bytes.size(); ++i) {
-        value |= uint64_t{bytes[position + i]} << (8 * i);
-    }
-    return value;
-}
 
 // Reads one table's records from the front of its section. A field of width W takes
 // max(W, alignment) bytes; the section's size divided by the declared entry size is the count.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "little_endian.h"
 #include "parser/file/crc32.h"
 
 namespace zyratune {
@@ -11,14 +12,6 @@ namespace {
 constexpr size_t kTagWidth = 28;
 constexpr size_t kToolWidth = 48;
 constexpr size_t kBinaryTagWidth = 64;
-
-uint64_t Little(const std::vector<uint8_t>& bytes, size_t position, size_t width) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < width && position + i < bytes.size(); ++i) {
-        value |= uint64_t{bytes[position + i]} << (8 * i);
-    }
-    return value;
-}
 
 std::string Text(const std::vector<uint8_t>& bytes, size_t position, size_t width) {
     std::string text;
