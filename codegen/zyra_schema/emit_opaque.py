@@ -18,7 +18,10 @@ def opaque_header(entry: CatalogueClass) -> List[str]:
         "    // The bytes of the module's symbol entry, as the binary holds them.",
         "    uint32_t rawDataSize;",
         "    uint8_t* rawData;",
-    ] + top_members() + ["};", ""] + class_declaration(top, True, members=[
+    ] + top_members() + ["};", ""] + class_declaration(top, True, extra=[
+        "    // The values of the run-time schema, for tools that show and change them offline.",
+        "    const ParameterEngine::SchemaView& SchemaValues() const { return m_schemaView; }",
+    ], members=[
         "    // The module's values as a run-time schema lays them out, while it has one.",
         "    ParameterEngine::SchemaView m_schemaView;",
     ]) + [""] + manager_glue_declarations(top))

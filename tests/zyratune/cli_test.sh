@@ -26,10 +26,57 @@ expect() {
 
 json() { printf '%s' "$2" >"$work/$1"; }
 
+# transcript: runs the "$ command" lines of a console transcript on stdin and checks that each
+# prints the lines below it, exactly; a command ending in '&' is a server, of which the lines
+# must be among what it printed by its port line. The port it took stands in for the
+# transcript's 20803 from then on, and $! names it.
+transcript() {
+  local port=20803 command="" expected="" output server=""
+  # The tool as the test runs it, e.g. under qemu-user.
+  zyratune() { "${tool[@]}" "$@"; }
+  run() {
+    [[ -z $command ]] && return
+    command=${command//20803/$port} expected=${expected//20803/$port}
+    if [[ $command == *" &" ]]; then
+      # Run by exec, so that $! is the server itself.
+      command="\"\${tool[@]}\"${command#zyratune}"
+      eval "exec ${command% &}" >"$work/server.out" 2>&1 &
+      server=$!
+      for _ in $(seq 50); do
+        port=$(sed -n 's/.* on port \([0-9]*\)$/\1/p' "$work/server.out")
+        [[ -n $port ]] && break
+        sleep 0.1
+      done
+      output=$(cat "$work/server.out") expected=${expected//20803/$port}
+      [[ $output == *"$expected"* ]] || expected_mismatch
+    else
+      # In this shell, so that the transcript's variables hold for the commands after.
+      eval "$command" >"$work/command.out" 2>&1
+      output=$(cat "$work/command.out")
+      [[ $output == "$expected" ]] || expected_mismatch
+    fi
+    [[ $command == "kill "* ]] && wait "$server"
+  }
+  expected_mismatch() {
+    echo "FAILED: $command"
+    diff <(echo "$expected") <(echo "$output") | head -20
+    failures=$((failures + 1))
+  }
+  while IFS= read -r line; do
+    if [[ $line == '$ '* ]]; then
+      run
+      command=${line#\$ } expected=""
+    else
+      expected+=${expected:+$'\n'}$line
+    fi
+  done
+  run
+}
+
 case $group in
 sample)
   expect 0 "set manager: TuningSetManager" "${tool[@]}" inspect
-  expect 0 "      - aecxconvergence 10.0.0 typed, 92 bytes, entry 7, shares the values of entry 3" \
+  expect 0 "      - aecxconvergence 10.0.0 typed, 92 bytes, entry 8, shares the values of entry 3" \
     "${tool[@]}" inspect "$sample"
   expect 0 "    Usecase.Video -> Default|Usecase.Preview" "${tool[@]}" inspect "$sample"
   # Values come through the set manager's text interface, the deepest mode holding the module
@@ -124,6 +171,18 @@ round_trip)
     "${tool[@]}" set "$sample" Default flashDriverData.text=x -o "$work/not.bin"
   [[ ! -e $work/not.bin ]] || { echo "FAILED: a refused set was written"; failures=$((failures + 1)); }
   ;;
+schema)
+  # The worked example of docs/schema-format.md, as written, in a copy of the repository's
+  # layout holding this build's sample.
+  repo=$(cd "$(dirname "$0")/../.." && pwd)
+  tool=("${runner[@]}" "$(realpath "$2")")
+  mkdir -p "$work/build/release/tools/zyratune"
+  ln -s "$(realpath "$sample")" "$work/build/release/tools/zyratune/sample.bin"
+  ln -s "$repo/docs" "$work/docs"
+  cd "$work" || exit 2
+  transcript < <(sed -n '/^<!-- zyratune_schema -->$/,/^```$/p' "$repo/docs/schema-format.md" |
+    sed '1,2d;$d')
+  ;;
 live)
   "${tool[@]}" serve "$sample" >"$work/serve.out" 2>&1 &
   server=$!
@@ -137,7 +196,7 @@ live)
     failures=$((failures + 1))
   else
     expect 0 "Usecase.Preview,Usecase.Snapshot,Usecase.ZSL,Usecase.Video" "${tool[@]}" tune "$port" modes
-    expect 0 "aecxconvergence=Default,Module;abf40_ife_v2=Default,Module;gamma16_ife_v2=Default,Module" \
+    expect 0 "abf21_tfe=Default,Module;aecxconvergence=Default,Module;abf40_ife_v2=Default,Module;gamma16_ife_v2=Default,Module" \
       "${tool[@]}" tune "127.0.0.1:$port" info Default
     expect 0 "parameter_version.revision=rear_wide_gamma_snapshot" \
       "${tool[@]}" tune "$port" get "Default|Usecase.Snapshot" gamma16_ife_v2 parameter_version.revision

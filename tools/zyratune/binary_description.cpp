@@ -35,8 +35,9 @@ ParameterModule* InstanceOf(ParameterSetManager& manager, ModuleData& data) {
 
 class Describer {
 public:
-    explicit Describer(OpenedBinary& binary)
-        : m_manager(binary.Manager()),
+    Describer(OpenedBinary& binary, const std::set<const ParameterModule*>& rewritten)
+        : m_rewritten(rewritten),
+          m_manager(binary.Manager()),
           m_header(ReadBinaryHeader(binary.bytes)),
           m_entries(ReadBinaryEntries(binary.bytes, m_header)) {
         if (ParameterFileSymbolTable* pTable = m_manager.GetSymbolTable()) {
@@ -148,23 +149,32 @@ private:
         if (!m_header.AtLeast(4, 0, 0)) {
             module["id"] = data.ID;
         }
+        TypedModule typed{nullptr, nullptr, false};
         if (pModule != nullptr) {
-            if (std::optional<TypedModule> typed = TypedView(*pModule)) {
-                module["values"] = DecodeStructure(*typed->type, typed->pTop);
-                return module;
-            }
+            typed = TypedView(*pModule).value_or(typed);
+        }
+        if (typed.type != nullptr && (!typed.runTime || m_rewritten.count(pModule) != 0)) {
+            module["values"] = DecodeStructure(*typed.type, typed.pTop);
+            return module;
         }
         const CatalogueName* pEntry = FindCatalogueName(pName);
-        const bool typed = pEntry != nullptr && ModuleFields(*pEntry) != nullptr;
+        const bool layout =
+            pEntry != nullptr && (ModuleFields(*pEntry) != nullptr ||
+                                  m_manager.GetSchemaLayout(pEntry->name) != nullptr);
         const std::vector<uint8_t> bytes =
             LoadedBytes(m_entries, pModule != nullptr && pModule->Data != nullptr ? *pModule->Data
                                                                                   : data);
         module["version"] = VersionText(data.Version.major, data.Version.minor, data.Version.patch);
-        module["reason"] = typed ? "does not load" : "no schema";
+        module["reason"] = typed.type != nullptr ? "run-time schema"
+                           : layout              ? "does not load"
+                                                 : "no schema";
         module["bytes"] = ToHex(bytes);
         Json reached = ReachedEntries(bytes);
         if (!reached.empty()) {
             module["entries"] = std::move(reached);
+        }
+        if (typed.type != nullptr) {
+            module["schemaValues"] = DecodeStructure(*typed.type, typed.pTop);
         }
         return module;
     }
@@ -214,6 +224,7 @@ private:
         return list;
     }
 
+    const std::set<const ParameterModule*>& m_rewritten;
     ParameterSetManager& m_manager;
     BinaryHeader m_header;
     BinaryEntries m_entries;
@@ -224,6 +235,8 @@ private:
 
 }  // namespace
 
-Json DescribeBinary(OpenedBinary& binary) { return Describer(binary).Describe(); }
+Json DescribeBinary(OpenedBinary& binary, const std::set<const ParameterModule*>& rewritten) {
+    return Describer(binary, rewritten).Describe();
+}
 
 }  // namespace zyratune

@@ -1,6 +1,6 @@
 // The inspect command: the container's header and sections, then the mode tree with the modules each
 // node holds, their kind (typed classes have fields the tool can show, opaque ones only
-// bytes), size and sharing.
+// bytes, or the fields of a run-time schema), size and sharing.
 #include <cstdio>
 #include <map>
 
@@ -45,13 +45,17 @@ void WriteHeader(const OpenedBinary& binary, const BinaryHeader& header, std::os
 }
 
 // One line per symbol entry of the mode: entries with equal values share one instance.
-void WriteModule(const ModuleData& data, const BinaryEntries& entries, unsigned int depth,
-                 std::ostream& out) {
+void WriteModule(const ParameterSetManager& manager, const ModuleData& data,
+                 const BinaryEntries& entries, unsigned int depth, std::ostream& out) {
     const std::string name = data.Type != nullptr ? data.Type : "?";
     const CatalogueName* pName = FindCatalogueName(name);
+    const ParameterEngine::SchemaLayout* pLayout =
+        manager.GetSchemaLayout(pName != nullptr ? pName->name : name.c_str());
     out << std::string(2 * depth + 2, ' ') << "- " << name << " "
-        << VersionText(data.Version.major, data.Version.minor, data.Version.patch)
-        << " " << (pName != nullptr && ModuleFields(*pName) != nullptr ? "typed" : "opaque");
+        << VersionText(data.Version.major, data.Version.minor, data.Version.patch) << " "
+        << (pName != nullptr && ModuleFields(*pName) != nullptr ? "typed"
+            : pLayout != nullptr ? std::string("opaque (schema ") + pLayout->schemaPath + ")"
+                                 : "opaque");
     auto entry = entries.symbols.find(data.ID);
     if (entry != entries.symbols.end()) {
         out << ", " << entry->second.bytes.size() << " bytes";
@@ -87,7 +91,7 @@ int Inspect(const std::string& file, std::ostream& out) {
         }
         out << (mode.Pinned ? " (pinned)" : "") << "\n";
         for (const ModuleData* pData : entries[&mode]) {
-            WriteModule(*pData, symbolEntries, depth + 1, out);
+            WriteModule(manager, *pData, symbolEntries, depth + 1, out);
         }
     });
     return 0;

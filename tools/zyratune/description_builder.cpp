@@ -29,8 +29,10 @@ std::string VersionText(const binwriter::Version& version) {
 
 class DescriptionBuilder {
 public:
-    DescriptionBuilder(const Json& description, const std::string& input)
+    DescriptionBuilder(const Json& description, const std::string& input,
+                       const RunTimeFields& runTimeFields)
         : m_description(description),
+          m_runTimeFields(runTimeFields),
           m_file(input),
           m_input(input + ": "),
           m_builder(HeaderVersion()) {}
@@ -279,7 +281,8 @@ private:
 
     void AddModule(const Json& module, const std::string& where, uint32_t modeId) {
         OnlyKeys(module, where,
-                 {"name", "id", "values", "version", "reason", "bytes", "entries"});
+                 {"name", "id", "values", "version", "reason", "bytes", "entries",
+                  "schemaValues"});
         const std::string name = Text(module, "name", "", where);
         const CatalogueName* pName = FindCatalogueName(name);
         if (pName == nullptr) {
@@ -292,6 +295,9 @@ private:
                                       ", the modules before it to " + m_manager);
         }
         const ParameterEngine::StructDescriptor* pFields = ModuleFields(*pName);
+        if (pFields == nullptr && module.contains("values") && m_runTimeFields) {
+            pFields = m_runTimeFields(name);
+        }
         // A module given neither way holds zero values, where it has fields.
         const bool values =
             module.contains("values") || (!module.contains("bytes") && pFields != nullptr);
@@ -308,8 +314,10 @@ private:
         if (pFields == nullptr && !module.contains("bytes")) {
             Fail(where, name + " has no schema, so it takes bytes");
         }
-        if (values && module.contains("entries")) {
-            Fail(where + ".entries", "only a module given as bytes has entries");
+        for (const char* pKey : {"entries", "schemaValues"}) {
+            if (module.contains(pKey) && !module.contains("bytes")) {
+                Fail(Join(where, pKey), std::string("only a module given as bytes has ") + pKey);
+            }
         }
         char type[ModuleData::kTypeLength + 1];
         ModuleData::GetType(type, name.c_str());
@@ -336,6 +344,7 @@ private:
     }
 
     const Json& m_description;
+    const RunTimeFields& m_runTimeFields;
     std::string m_file;
     // The file name as messages start with it.
     std::string m_input;
@@ -351,8 +360,9 @@ private:
 
 }  // namespace
 
-std::vector<uint8_t> BuildBinary(const Json& description, const std::string& input) {
-    return DescriptionBuilder(description, input).Build();
+std::vector<uint8_t> BuildBinary(const Json& description, const std::string& input,
+                                 const RunTimeFields& runTimeFields) {
+    return DescriptionBuilder(description, input, runTimeFields).Build();
 }
 
 }  // namespace zyratune

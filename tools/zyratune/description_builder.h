@@ -4,13 +4,22 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "json_values.h"
+#include "parser/engine/descriptors.h"
 
 namespace zyratune {
 
-std::vector<uint8_t> BuildBinary(const Json& description, const std::string& input);
+// The fields a run-time schema gives a module of this name, null when none does.
+using RunTimeFields =
+    std::function<const ParameterEngine::StructDescriptor*(const std::string& name)>;
+
+// A module of an opaque class given as values is written by `runTimeFields`; without them
+// such a module takes bytes. build writes the bytes of a module and never its schemaValues.
+std::vector<uint8_t> BuildBinary(const Json& description, const std::string& input,
+                                 const RunTimeFields& runTimeFields = nullptr);
 
 }  // namespace zyratune

@@ -104,12 +104,22 @@ private:
             }
             const Json& a = *left[name];
             const Json& b = *right[name];
-            if (a.contains("values") != b.contains("values")) {
+            const Json* pFieldsA = FieldValues(a);
+            const Json* pFieldsB = FieldValues(b);
+            if (pFieldsA != nullptr && pFieldsB != nullptr) {
+                const size_t before = m_differences.size();
+                Values(path, name, "", *pFieldsA, *pFieldsB);
+                // Bytes a run-time schema shows as equal values may still differ where it
+                // describes nothing. The entries they point to hold those values, and which
+                // module lists a shared one says nothing of the binary.
+                if (m_differences.size() == before && a.contains("bytes") &&
+                    b.contains("bytes")) {
+                    Bytes(path, name, "bytes", a.value("bytes", ""), b.value("bytes", ""));
+                }
+            } else if (a.contains("values") != b.contains("values")) {
                 Add({path, name, "", Presence::Both, a.contains("values") ? "values" : "bytes",
                      b.contains("values") ? "values" : "bytes"});
-            } else if (a.contains("values")) {
-                Values(path, name, "", a["values"], b["values"]);
-            } else {
+            } else if (a.contains("bytes")) {
                 if (a.value("version", Json()) != b.value("version", Json())) {
                     Add({path, name, "version", Presence::Both, a.value("version", Json()),
                          b.value("version", Json())});
@@ -118,6 +128,16 @@ private:
                 Entries(path, name, a, b);
             }
         }
+    }
+
+    // The values of a module, or those a run-time schema shows its bytes as; null for neither.
+    static const Json* FieldValues(const Json& module) {
+        for (const char* pKey : {"values", "schemaValues"}) {
+            if (module.contains(pKey)) {
+                return &module[pKey];
+            }
+        }
+        return nullptr;
     }
 
     static std::string Join(const std::string& field, const std::string& key) {

@@ -1,6 +1,8 @@
 // Where the JSON descriptions of two binaries (binary_description.h) differ: header fields,
 // modes on one side only and their links and pins, and per mode the module entries on one side
 // only, the fields of values and the ranges of bytes that differ, and the entries of bytes.
+// Bytes that a run-time schema shows as values are compared by those values' fields, and by
+// their bytes only where the values are equal.
 #pragma once
 
 #include <string>

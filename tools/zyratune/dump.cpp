@@ -1,6 +1,6 @@
 // dump: the JSON description of a binary that build reads (binary_description.h), or the
 // same as "path module.field = value" lines, one a value, so that two binaries can be
-// compared with diff.
+// compared with diff. A module laid out by a run-time schema shows its bytes and its values.
 #include "binary_description.h"
 #include "commands.h"
 #include "described_modes.h"
@@ -38,6 +38,9 @@ int Dump(const std::string& file, bool asJson, std::ostream& out) {
                 WriteLines(prefix, module["values"], out);
             } else {
                 WriteLines(prefix + ".bytes", module["bytes"], out);
+            }
+            if (module.contains("schemaValues")) {
+                WriteLines(prefix, module["schemaValues"], out);
             }
         }
     }

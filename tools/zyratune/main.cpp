@@ -10,6 +10,7 @@
 
 #include "bundled_sample.h"
 #include "commands.h"
+#include "opened_binary.h"
 #include "parser/foundation/parser_banner.h"
 #include "tool_error.h"
 #include "zyra/log.h"
@@ -23,15 +24,24 @@ void DiscardLog(void*, uint64_t, const char*, uint32_t, const char*) {}
 
 // Subcommands run after parsing, so that their errors do not pass as usage errors.
 std::function<int()> g_run;
+// --schema-dir of the command run, which binaries are opened with.
+std::vector<std::string> g_schemaDirs;
 
 void AddCommands(CLI::App& app) {
     static std::string file, other, modePath, moduleSpec, names, output, target;
     static bool asJson = false, raw = false;
     static std::vector<std::string> request, assignments;
+    // Every command that reads a binary reads run-time schemas too.
+    auto readsBinaries = [](CLI::App* command) {
+        command->add_option("--schema-dir", g_schemaDirs,
+                            "directory of run-time schemas for opaque modules (repeatable)")
+            ->allow_extra_args(false);
+    };
 
     CLI::App* inspect = app.add_subcommand(
         "inspect", "Header, sections, mode tree and modules of a binary (default: the sample)");
     inspect->add_option("FILE", file, "tuning binary");
+    readsBinaries(inspect);
     inspect->callback([] {
         g_run = [] { return Inspect(file.empty() ? BundledSample() : file, std::cout); };
     });
@@ -43,6 +53,7 @@ void AddCommands(CLI::App& app) {
     get->add_option("MODULE", moduleSpec, "MODULE[.FIELD...]")->required();
     get->add_option("NAMES", names, "fields of the module, joined by ','");
     get->add_flag("--raw", raw, "the module's bytes as hex, 32 a line");
+    readsBinaries(get);
     get->callback([] {
         g_run = [] { return Get(file, modePath, moduleSpec, names, raw, std::cout); };
     });
@@ -51,11 +62,13 @@ void AddCommands(CLI::App& app) {
     info->add_option("FILE", file, "tuning binary")->required();
     info->add_option("MODEPATH", modePath, "mode path")->required();
     info->add_option("MODULE", moduleSpec, "MODULE[.PATH]");
+    readsBinaries(info);
     info->callback([] { g_run = [] { return Info(file, modePath, moduleSpec, std::cout); }; });
 
     CLI::App* dump = app.add_subcommand("dump", "Every module of every mode");
     dump->add_option("FILE", file, "tuning binary")->required();
     dump->add_flag("--json", asJson, "the JSON description that build reads");
+    readsBinaries(dump);
     dump->callback([] { g_run = [] { return Dump(file, asJson, std::cout); }; });
 
     CLI::App* build = app.add_subcommand("build", "Write a binary from a JSON description");
@@ -68,6 +81,7 @@ void AddCommands(CLI::App& app) {
     set->add_option("MODEPATH", modePath, "mode path, e.g. Default|Usecase.Snapshot")->required();
     set->add_option("ASSIGNMENTS", assignments, "MODULE.FIELD=VALUE ...")->required();
     set->add_option("-o,--output", output, "binary to write")->required();
+    readsBinaries(set);
     set->callback([] {
         g_run = [] { return Set(file, modePath, assignments, output, std::cout); };
     });
@@ -77,11 +91,13 @@ void AddCommands(CLI::App& app) {
     diff->add_option("A", file, "tuning binary")->required();
     diff->add_option("B", other, "tuning binary")->required();
     diff->add_flag("--json", asJson, "the differences as JSON");
+    readsBinaries(diff);
     diff->callback([] { g_run = [] { return Diff(file, other, asJson, std::cout); }; });
 
     CLI::App* serve = app.add_subcommand("serve", "Serve a binary to live tuning clients until "
                                                   "interrupted");
     serve->add_option("FILE", file, "tuning binary")->required();
+    readsBinaries(serve);
     serve->callback([] { g_run = [] { return Serve(file, std::cout); }; });
 
     CLI::App* tune = app.add_subcommand("tune", "Send one live tuning request");
@@ -115,6 +131,7 @@ int main(int argc, char** argv) {
     if (!verbose) {
         Zyra::Log::SetLogSink(&DiscardLog, nullptr);
     }
+    UseSchemaDirectories(g_schemaDirs);
     try {
         return g_run();
     } catch (const ToolError& error) {

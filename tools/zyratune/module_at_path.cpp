@@ -67,9 +67,13 @@ std::string BytesOnlyNote(const OpenedBinary& binary, const ParameterModule& mod
         module.Data != nullptr
             ? LoadedBytes(ReadBinaryEntries(binary.bytes, header), *module.Data).size()
             : 0;
+    const ParameterEngine::SchemaLayout* pLayout =
+        binary.tool->Manager().GetSchemaLayout(module.Name);
     return std::string(module.Name) + " in " + modePath + " is " +
-           (typed ? "a module that does not load with its schema"
-                  : "opaque (no schema)") +
+           (typed      ? std::string("a module that does not load with its schema")
+            : pLayout ? std::string("opaque, its bytes do not fit the schema ") +
+                            pLayout->schemaPath
+                      : std::string("opaque (no schema)")) +
            ": " + std::to_string(size) + " bytes, shown by zyratune get --raw " + binary.path +
            " '" + modePath + "' " + module.Name;
 }

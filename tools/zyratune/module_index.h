@@ -1,7 +1,8 @@
 // Every name of the module catalogue with its set manager and version and, where the
 // namespace is typed, the descriptor table the engine loads it by and the way from a module to
-// its top structure. Whether the tool shows and writes a module as values or as bytes is
-// decided here alone (ModuleFields, TypedView); the commands ask these two.
+// its top structure; where it is opaque, the way to the values a run-time schema lays out.
+// Whether the tool shows and writes a module as values or as bytes is decided here alone
+// (ModuleFields, TypedView); the commands ask these two.
 #pragma once
 
 #include <cstddef>
@@ -10,6 +11,7 @@
 
 #include "binwriter/version.h"
 #include "parser/engine/descriptors.h"
+#include "parser/engine/schema_view.h"
 
 class ParameterModule;
 
@@ -22,6 +24,8 @@ struct CatalogueName {
     // Null for an opaque class.
     const ParameterEngine::ModuleDescriptor& (*descriptor)();
     void* (*top)(ParameterModule* pModule);
+    // Null for a typed class.
+    const ParameterEngine::SchemaView* (*schemaValues)(ParameterModule* pModule);
 };
 
 extern const CatalogueName kCatalogueNames[];
@@ -37,9 +41,13 @@ const ParameterEngine::StructDescriptor* ModuleFields(const CatalogueName& name)
 struct TypedModule {
     const ParameterEngine::StructDescriptor* type;
     void* pTop;
+    // The fields come from a run-time schema: the binary keeps the module as bytes, and the
+    // values are a view of them that only this set manager's schemas give.
+    bool runTime;
 };
 
-// Unset for a module the tool knows only as bytes, and for one that is not loaded.
+// Unset for a module the tool knows only as bytes, and for one that is not loaded. An opaque
+// module whose run-time schema it fits is known by that schema's fields.
 std::optional<TypedModule> TypedView(ParameterModule& module);
 
 }  // namespace zyratune

@@ -24,12 +24,17 @@ const ParameterEngine::StructDescriptor* ModuleFields(const CatalogueName& name)
 
 std::optional<TypedModule> TypedView(ParameterModule& module) {
     const CatalogueName* pName = module.Name != nullptr ? FindCatalogueName(module.Name) : nullptr;
-    const ParameterEngine::StructDescriptor* pFields =
-        pName != nullptr ? ModuleFields(*pName) : nullptr;
-    if (pFields == nullptr || !module.Loaded) {
+    if (pName == nullptr || !module.Loaded) {
         return std::nullopt;
     }
-    return TypedModule{pFields, pName->top(&module)};
+    if (const ParameterEngine::StructDescriptor* pFields = ModuleFields(*pName)) {
+        return TypedModule{pFields, pName->top(&module), false};
+    }
+    const ParameterEngine::SchemaView& view = *pName->schemaValues(&module);
+    if (view.pTop == nullptr) {
+        return std::nullopt;
+    }
+    return TypedModule{view.module->top, view.pTop, true};
 }
 
 }  // namespace zyratune

@@ -2,7 +2,9 @@
 // found along the mode path as a client finds them, the values stored in the loaded modules,
 // and the binary written again from its description, so every other value, mode, entry and
 // byte of opaque modules stays. A value held in memory by more than one module entry (a
-// shared array or module) changes for all of them, and the tool lists each.
+// shared array or module) changes for all of them, and the tool lists each. An opaque module
+// that a run-time schema lays out is changed in the values of that schema and written from
+// them; the others keep their bytes.
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -85,6 +87,7 @@ int Set(const std::string& file, const std::string& modePath,
     const std::vector<std::optional<ModeUnion>> path = Steps(modePath);
     // Where the module of each assignment was found, and its name.
     std::set<std::pair<std::string, std::string>> addressed;
+    std::set<const ParameterModule*> rewritten;
     for (const std::string& assignment : assignments) {
         const size_t equals = assignment.find('=');
         const size_t dot = assignment.find('.');
@@ -104,13 +107,20 @@ int Set(const std::string& file, const std::string& modePath,
         AssignField(*typed->type, typed->pTop, assignment.substr(dot + 1, equals - dot - 1),
                     assignment.substr(equals + 1), where);
         addressed.emplace(FoundIn(before, path, module.Module()->Name), module.Module()->Name);
+        if (typed->runTime) {
+            rewritten.insert(module.Module());
+        }
     }
-    const Json after = DescribeBinary(binary);
+    const Json after = DescribeBinary(binary, rewritten);
     for (const Difference& change : DiffDescriptions(before, after)) {
         const bool found = addressed.count({change.mode, change.module}) != 0;
         out << DifferenceText(change) << (found ? "" : " (shares the changed value)") << "\n";
     }
-    WriteFile(output, BuildBinary(after, file), out);
+    const RunTimeFields runTimeFields = [&](const std::string& name) {
+        const ParameterEngine::SchemaLayout* pLayout = manager.GetSchemaLayout(name.c_str());
+        return pLayout != nullptr ? pLayout->module->top : nullptr;
+    };
+    WriteFile(output, BuildBinary(after, file, runTimeFields), out);
     return 0;
 }
 

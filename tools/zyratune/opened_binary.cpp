@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 
 #include "binary_entries.h"
@@ -39,7 +40,27 @@ public:
     unsigned short LiveTuningPort() override {
         return this->m_dialinWorker != nullptr ? this->m_dialinWorker->Port() : 0;
     }
+    bool AddSchemaDirectory(const std::string& directory) override {
+        return Base::AddSchemaDirectory(directory.c_str());
+    }
 };
+
+std::vector<std::string> g_schemaDirectories;
+
+// The schema directories read into `tool`, and the messages of the schemas it refused.
+std::vector<std::string> AddSchemaDirectories(ToolSetManager& tool) {
+    std::vector<std::string> refused;
+    for (const std::string& directory : g_schemaDirectories) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(directory, error)) {
+            throw ToolError(directory + ": cannot read schema directory");
+        }
+        if (!tool.AddSchemaDirectory(directory)) {
+            refused.push_back(tool.Manager().GetError());
+        }
+    }
+    return refused;
+}
 
 // Why no set manager loads these modules when they are the reason: one no catalogue has, or
 // modules of more than one manager. Empty otherwise.
@@ -89,6 +110,10 @@ std::unique_ptr<ToolSetManager> MakeManager(const std::string& name) {
     throw ToolError("unknown set manager " + name, kExitUsage);
 }
 
+void UseSchemaDirectories(const std::vector<std::string>& directories) {
+    g_schemaDirectories = directories;
+}
+
 std::vector<uint8_t> ReadFile(const std::string& path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
@@ -128,8 +153,15 @@ OpenedBinary OpenBinary(const std::string& path, bool liveTuning) {
         if (liveTuning && !tool->EnableLiveTuning()) {
             throw ToolError(path + ": out of memory for the live tuning server");
         }
+        const std::vector<std::string> refused = AddSchemaDirectories(*tool);
         // The set manager reads the buffer in place for as long as it lives.
         if (tool->Manager().LoadBinaryParameters(opened.bytes.data(), opened.bytes.size())) {
+            for (std::string message : refused) {
+                while (!message.empty() && message.back() == '\n') {
+                    message.pop_back();
+                }
+                std::cerr << "zyratune: warning: " << message << "\n";
+            }
             opened.managerName = name;
             opened.tool = std::move(tool);
             return opened;

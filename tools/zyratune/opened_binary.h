@@ -23,6 +23,9 @@ public:
     virtual bool EnableLiveTuning() = 0;
     // The port of the running live tuning server, 0 when none runs.
     virtual unsigned short LiveTuningPort() = 0;
+    // Reads the run-time schemas of `directory`; false, with the set manager's error text
+    // set, when one of them was refused.
+    virtual bool AddSchemaDirectory(const std::string& directory) = 0;
 };
 
 // The names of the four derived set managers, in the order OpenBinary tries them.
@@ -41,8 +44,14 @@ std::vector<uint8_t> ReadFile(const std::string& path);
 // Writes the file whole, and says so on `out` with its size.
 void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes, std::ostream& out);
 
+// The directories of run-time schemas (--schema-dir) that every binary opened afterwards is
+// loaded with, after those of ZYRA_SCHEMA_PATH.
+void UseSchemaDirectories(const std::vector<std::string>& directories);
+
 // Loads the file with the first set manager that knows all its modules; ToolError naming the
 // file and the parser's error otherwise. `liveTuning` starts the live tuning server on load.
+// A run-time schema that the loading set manager refused is a warning on stderr; the modules
+// it was meant for stay bytes.
 OpenedBinary OpenBinary(const std::string& path, bool liveTuning = false);
 
 // "Default", "Usecase.Snapshot", "Sensor.3": a node's mode and submode by name where known.
