@@ -1,7 +1,8 @@
 // Binaries of random shape from the binary writer go through dump --json, build and dump --json
 // again unchanged and never grow: every container version and layout, each set manager, mode
 // trees with links, pins, empty and detached modes, typed modules with random values (shared or
-// not, repeated names, duplicated entries), opaque modules whose bytes hold entry ids, and
+// not, repeated names, duplicated entries), opaque modules whose bytes hold entry ids, opaque
+// modules laid out by a run-time schema (bytes, with the schema's values beside them), and
 // modules that do not load. The first dump shows what the generator wrote; set changes one
 // value at every module entry holding it and nowhere else, and diff reports exactly that.
 #include <gtest/gtest.h>
@@ -23,7 +24,9 @@
 #include "parser/foundation/mode_union.h"
 #include "parser/setmanager/mode_names.h"
 #include "parser/setmanager/module_data.h"
+#include "opened_binary.h"
 #include "temp_dir.h"
+#include "tuning_set_manager.h"
 #include "zyra/log.h"
 
 namespace {
@@ -36,6 +39,33 @@ const binwriter::Version kVersions[] = {{1, 0, 0}, {1, 0, 2}, {1, 1, 0}, {2, 0, 
                                         {3, 0, 1}, {3, 0, 2}, {4, 0, 0}, {5, 0, 0}};
 const char* const kManagers[] = {"TuningSetManager", "ImageSensorModuleSetManager",
                                  "fdSetManager", "bitmlSetManager"};
+// An opaque tuning class, and a layout for it that the tool reads at run time: texts and arrays
+// behind pointers, which it shares with the typed modules around it.
+const char* const kDescribed = "abf21_tfe";
+const char* const kDescribedSchema = R"(namespace abf_2_1_0
+version 2.1.0
+module lumatrope_abf21Type abf21_tfe
+flags reflection
+use ispglobalelements
+
+struct pointType
+  level Float
+  label String
+end
+
+struct lumatrope_abf21Type
+  module_version struct
+    major_revision Int32
+    minor_revision Int32
+    incr_revision  Int32
+  end
+  gain   Float
+  curve  UInt16 [4]
+  label  String
+  points pointType counted
+  range  ispglobalelements::trigger_pt_type
+end
+)";
 // Few texts and small numbers, so that equal values and arrays recur.
 const char* const kTexts[] = {"", "rear", "rear_wide", "tele"};
 
@@ -162,15 +192,17 @@ struct Written {
 // A binary of random shape, and the description dump --json must give of it.
 class BinaryMaker {
 public:
-    explicit BinaryMaker(uint32_t seed)
-        : m_random(seed),
+    // `described`: the run-time layout of kDescribed.
+    BinaryMaker(uint32_t seed, const StructDescriptor& described)
+        : m_described(described),
+          m_random(seed),
           m_values(m_random),
           m_version(kVersions[m_random.Below(std::size(kVersions))]),
           m_manager(kManagers[m_random.Below(std::size(kManagers))]),
           m_builder(m_version) {
         for (size_t i = 0; i < zyratune::kCatalogueNameCount; ++i) {
             const zyratune::CatalogueName& name = zyratune::kCatalogueNames[i];
-            if (m_manager == name.manager) {
+            if (m_manager == name.manager && name.name != std::string(kDescribed)) {
                 (ModuleFields(name) != nullptr ? m_typed : m_opaque).push_back(&name);
             }
         }
@@ -210,6 +242,11 @@ public:
     std::map<uint32_t, std::string> rawEntries;
     Random& random() { return m_random; }
     ValueMaker& values() { return m_values; }
+    // The fields the tool knows a module of this name by: compiled, or read at run time.
+    const StructDescriptor& Fields(const std::string& name) const {
+        const StructDescriptor* pFields = ModuleFields(*zyratune::FindCatalogueName(name));
+        return pFields != nullptr ? *pFields : m_described;
+    }
 
 private:
     struct Node {
@@ -290,10 +327,10 @@ private:
             Add(std::move(entry), false);
             return;
         }
-        if (kind < 55 && !m_typed.empty()) {
-            const zyratune::CatalogueName& name = Name(mode, m_typed);
-            entry.name = name.name;
-            const StructDescriptor& fields = *ModuleFields(name);
+        const bool described = m_manager == "TuningSetManager" && kind >= 55 && kind < 85;
+        if ((kind < 55 && !m_typed.empty()) || described) {
+            entry.name = described ? kDescribed : Name(mode, m_typed).name;
+            const StructDescriptor& fields = Fields(entry.name);
             Json values = m_values.Structure(fields, 0);
             auto earlier = m_madeValues.find(entry.name);
             if (earlier != m_madeValues.end() && m_random.Chance(30)) {
@@ -301,11 +338,11 @@ private:
             }
             m_madeValues[entry.name] = values;
             entry.bytes = zyratune::EncodeStructure(fields, values, m_builder, "generator");
-            if (kind < 20) {
+            if (kind < 20 || (described && kind >= 80)) {
                 // Cut short, the module cannot load and is shown as its bytes.
                 entry.bytes.resize(entry.bytes.size() / 2);
             } else {
-                entry.expected["values"] = values;
+                entry.expected[described ? "schemaValues" : "values"] = values;
             }
         } else if (!m_opaque.empty()) {
             entry.name = Name(mode, m_opaque).name;
@@ -348,7 +385,8 @@ private:
         return ModuleData::GetType(type, name.c_str());
     }
 
-    // The module as dump --json shows it: its values where `loaded` has them, else its bytes.
+    // The module as dump --json shows it: its values where `loaded` has them, else its bytes,
+    // and the values a run-time schema gives them.
     Json Expected(const zyratune::CatalogueName& name, uint32_t id,
                   const std::vector<uint8_t>& bytes, const Json& loaded) const {
         Json module = {{"name", name.name}};
@@ -360,8 +398,14 @@ private:
             return module;
         }
         module["version"] = VersionText(name.version);
-        module["reason"] = ModuleFields(name) != nullptr ? "does not load" : "no schema";
+        module["reason"] = loaded.contains("schemaValues") ? "run-time schema"
+                           : ModuleFields(name) != nullptr || name.name == std::string(kDescribed)
+                               ? "does not load"
+                               : "no schema";
         module["bytes"] = zyratune::ToHex(bytes);
+        if (loaded.contains("schemaValues")) {
+            module["schemaValues"] = loaded["schemaValues"];
+        }
         return module;
     }
 
@@ -477,6 +521,7 @@ private:
         return true;
     }
 
+    const StructDescriptor& m_described;
     Random m_random;
     ValueMaker m_values;
     binwriter::Version m_version;
@@ -550,23 +595,34 @@ std::map<uint32_t, std::string> TakeEntries(Json& description) {
 void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& dumped,
                   const zyra_test::TempDir& directory) {
     std::vector<size_t> candidates;
+    std::vector<size_t> described;
     std::map<size_t, std::string> labels;
     std::map<std::pair<size_t, std::string>, size_t> seen;
     for (size_t i = 0; i < maker.written.size(); ++i) {
         const Written& entry = maker.written[i];
         const size_t occurrence = seen[{entry.mode, entry.name}]++;
         labels[i] = zyratune::OccurrencePath(entry.name, occurrence);
-        if (occurrence == 0 && entry.expected.contains("values") && maker.reachable[entry.mode]) {
+        if (occurrence == 0 && maker.reachable[entry.mode] &&
+            (entry.expected.contains("values") || entry.expected.contains("schemaValues"))) {
             candidates.push_back(i);
+            if (entry.expected.contains("schemaValues")) {
+                described.push_back(i);
+            }
         }
     }
     if (candidates.empty()) {
         return;
     }
-    const Written& target = maker.written[maker.random().Pick(candidates)];
+    // Half of the binaries that have modules of the run-time schema change one of them.
+    const Written& target = maker.written[maker.random().Pick(
+        !described.empty() && maker.random().Chance(50) ? described : candidates)];
+    // A module of a run-time schema is written anew from its values: its bytes and the
+    // entries they reach are the writer's to choose.
+    const bool rewritten = target.expected.contains("schemaValues");
+    const char* const pValues = rewritten ? "schemaValues" : "values";
     std::vector<Leaf> leaves;
-    Leaves(*ModuleFields(*zyratune::FindCatalogueName(target.name)), target.expected["values"],
-           "", Json::json_pointer(), leaves);
+    Leaves(maker.Fields(target.name), target.expected[pValues], "", Json::json_pointer(),
+           leaves);
     const Leaf& leaf = maker.random().Pick(leaves);
     Json value = maker.values().Scalar(leaf.element);
     for (int attempt = 0; attempt < 8 && value == leaf.value; ++attempt) {
@@ -589,13 +645,15 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
     for (size_t i = 0; i < maker.written.size(); ++i) {
         const Written& entry = maker.written[i];
         const size_t at = position[entry.mode]++;
-        if (entry.instance != target.instance || !entry.expected.contains("values")) {
+        if (entry.instance != target.instance || !entry.expected.contains(pValues)) {
             continue;
         }
         const std::string& modePath = maker.paths[entry.mode];
-        const Json::json_pointer values =
-            modes[listed[modePath]].pointer / "modules" / at / "values";
-        edited[values / leaf.pointer] = value;
+        const Json::json_pointer module = modes[listed[modePath]].pointer / "modules" / at;
+        edited[module / pValues / leaf.pointer] = value;
+        if (rewritten) {
+            edited[module / "bytes"] = nullptr;
+        }
         const bool addressed = modePath == path && labels[i] == target.name;
         changes.push_back({{listed[modePath], at},
                            modePath + " " + labels[i] + "." + leaf.path + ": " +
@@ -612,7 +670,16 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
                             output, said),
               0);
     EXPECT_EQ(said.str().substr(0, said.str().rfind("wrote ")), lines);
-    EXPECT_EQ(Dumped(output), edited.dump(2) + "\n");
+    Json after = Json::parse(Dumped(output));
+    if (rewritten) {
+        TakeEntries(after);
+        TakeEntries(edited);
+        for (const auto& change : changes) {
+            const auto& [mode, at] = change.first;
+            after[modes[mode].pointer / "modules" / at / "bytes"] = nullptr;
+        }
+    }
+    EXPECT_EQ(after.dump(2), edited.dump(2));
     std::ostringstream difference;
     EXPECT_EQ(zyratune::Diff(original, output, false, difference), 1);
     std::string unmarked = lines;
@@ -628,9 +695,15 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
 TEST(ZyratuneRoundTrip, RandomBinariesComeBackUnchanged) {
     Zyra::Log::SetLogSink(&DiscardLog, nullptr);
     zyra_test::TempDir directory;
+    zyra_test::TempDir schemas;
+    schemas.Write("abf_2_1_0.schema", kDescribedSchema);
+    zyratune::UseSchemaDirectories({schemas.Path()});
+    TuningSetManager reader;
+    ASSERT_TRUE(reader.AddSchemaDirectory(schemas.Path().c_str()));
+    const StructDescriptor& described = *reader.GetSchemaLayout(kDescribed)->module->top;
     for (uint32_t seed = 1; seed <= kSeeds; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        BinaryMaker maker(seed);
+        BinaryMaker maker(seed, described);
         const std::vector<uint8_t> bytes = maker.Make();
         const std::string original =
             directory.Write("original.bin", std::string(bytes.begin(), bytes.end()));
@@ -650,6 +723,7 @@ TEST(ZyratuneRoundTrip, RandomBinariesComeBackUnchanged) {
         EXPECT_EQ(Dumped(rebuilt), first);
         EditOneValue(maker, original, Json::parse(first), directory);
     }
+    zyratune::UseSchemaDirectories({});
     Zyra::Log::SetLogSink(nullptr, nullptr);
 }
 

@@ -49,12 +49,34 @@ public:
                 Add({"", "", pKey, Presence::Both, left, right});
             }
         }
+        ListEntries(a, m_entriesA);
+        ListEntries(b, m_entriesB);
         Modes(a, b);
         return std::move(m_differences);
     }
 
 private:
+    using EntryList = std::map<uint64_t, const Json*>;
+
     void Add(Difference difference) { m_differences.push_back(std::move(difference)); }
+
+    // Every entry that modules given as bytes list, by id. The first module whose bytes reach
+    // an entry lists it, so an entry may move to another module where nothing else changed.
+    static void ListEntries(const Json& description, EntryList& entries) {
+        for (const DescribedMode& mode : DescribedModes(description, "")) {
+            for (const Json& module : ArrayAt(description[mode.pointer], "modules")) {
+                for (const Json& entry : ArrayAt(module, "entries")) {
+                    entries.emplace(entry.value("id", uint64_t{0}), &entry);
+                }
+            }
+        }
+    }
+
+    // The entry `id` is listed with the same values by some module of the side `entries`.
+    static bool ListedAlike(const EntryList& entries, uint64_t id, const Json& entry) {
+        auto found = entries.find(id);
+        return found != entries.end() && *found->second == entry;
+    }
 
     void Modes(const Json& a, const Json& b) {
         std::map<std::string, const Json*> left, right;
@@ -214,8 +236,12 @@ private:
         for (uint64_t id : Union(leftIds, rightIds)) {
             const std::string field = "entries[" + std::to_string(id) + "]";
             if (left.count(id) == 0 || right.count(id) == 0) {
-                Add({path, name, field, left.count(id) != 0 ? Presence::OnlyA : Presence::OnlyB,
-                     nullptr, nullptr});
+                const bool onlyA = left.count(id) != 0;
+                if (!(onlyA ? ListedAlike(m_entriesB, id, *left[id])
+                            : ListedAlike(m_entriesA, id, *right[id]))) {
+                    Add({path, name, field, onlyA ? Presence::OnlyA : Presence::OnlyB, nullptr,
+                         nullptr});
+                }
                 continue;
             }
             const Json& entryA = *left[id];
@@ -230,6 +256,8 @@ private:
     }
 
     std::vector<Difference> m_differences;
+    EntryList m_entriesA;
+    EntryList m_entriesB;
 };
 
 }  // namespace
