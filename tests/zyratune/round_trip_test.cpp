@@ -54,11 +54,6 @@ struct pointType
 end
 
 struct lumatrope_abf21Type
-  module_version struct
-    major_revision Int32
-    minor_revision Int32
-    incr_revision  Int32
-  end
   gain   Float
   curve  UInt16 [4]
   label  String
