@@ -165,6 +165,14 @@ round_trip)
   [[ ! -e $work/not.bin ]] || { echo "FAILED: a refused set was written"; failures=$((failures + 1)); }
   ;;
 schema)
+  # A schema that disagrees with the catalogue is a warning, and its module stays bytes.
+  mkdir "$work/bad"
+  printf '%s\n' "namespace abf_2_1_0" "version 2.1.3" "module lumatrope_abf21Type abf21_tfe" \
+    "struct lumatrope_abf21Type" "  gain Float" "end" >"$work/bad/abf_2_1_0.schema"
+  expect 1 "zyratune: warning: $work/bad/abf_2_1_0.schema:4: version 2.1.3 of 'lumatrope_abf21Type' differs from the catalogue's 2.1.0" \
+    "${tool[@]}" get --schema-dir "$work/bad" "$sample" Default abf21_tfe.gain
+  expect 1 "zyratune: $work/none: cannot read schema directory" \
+    "${tool[@]}" inspect --schema-dir "$work/none" "$sample"
   # The worked example of docs/schema-format.md, as written, in a copy of the repository's
   # layout holding this build's sample.
   repo=$(cd "$(dirname "$0")/../.." && pwd)
