@@ -12,6 +12,9 @@ every symbol visible and does not relink them when the library changes, so a mut
 one object, one link and the tests.
 
   scripts/mutants.py [--sample 150] [--seed 1] [--list] [--save FILE | --load FILE]
+
+scripts/mutation-sample.json is the stored sample of 150 (seed 1) that scores before and after
+a change to the tests are compared on: scripts/mutants.py --load scripts/mutation-sample.json
 """
 import argparse
 import json
