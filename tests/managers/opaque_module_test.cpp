@@ -1,6 +1,5 @@
 // Opaque modules through TuningSetManager: read from a written binary, handed out by their
-// accessors with the raw bytes of their entries, refused on a version mismatch, and kept
-// readable for their holders across updates.
+// accessors with the raw bytes of their entries, and refused on a version mismatch.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -98,33 +97,6 @@ TEST(OpaqueModule, AnotherVersionInTheBinaryIsRefused) {
                         "[ERROR] Unable to create lumatrope_abf21TypeClass, binary version "
                         "(4295032834) does not match source version (65538)\n"),
               messages.end());
-}
-
-TEST(OpaqueModule, UpdatesKeepHeldModulesReadable) {
-    zyra_test::TempDir dir;
-    const Written original = Binary({1, 1, 1});
-    const std::string path =
-        dir.Write("tuning.bin", std::string(original.binary.begin(), original.binary.end()));
-    TuningSetManager manager;
-    ASSERT_TRUE(manager.LoadBinaryParameters(path.c_str())) << manager.GetError();
-    lumatrope_abf21Type* pOld = manager.GetModule_abf21_tfe(kRoot, 1, nullptr);
-    ASSERT_NE(pOld, nullptr);
-
-    Written update = Binary({2, 2});
-    EXPECT_TRUE(manager.UpdateBinaryParameters(update.binary.data(), update.binary.size()));
-    lumatrope_abf21Type* pNew = manager.GetModule_abf21_tfe(kRoot, 1, nullptr);
-    ASSERT_NE(pNew, nullptr);
-    EXPECT_EQ(RawBytes(pNew), (Bytes{2, 2}));
-    EXPECT_EQ(RawBytes(pOld), (Bytes{1, 1, 1}));
-
-    // A corrupt update leaves the running parameters in force and says so in the error text.
-    Bytes corrupt = Binary({3}).binary;
-    corrupt[corrupt.size() / 2] ^= 0xFF;
-    EXPECT_TRUE(manager.UpdateBinaryParameters(corrupt.data(), corrupt.size()));
-    EXPECT_STREQ(manager.GetError(), "UpdateBinaryParameters failed to load parameters");
-    EXPECT_EQ(RawBytes(manager.GetModule_abf21_tfe(kRoot, 1, nullptr)), (Bytes{2, 2}));
-    EXPECT_EQ(RawBytes(pNew), (Bytes{2, 2}));
-    EXPECT_EQ(RawBytes(pOld), (Bytes{1, 1, 1}));
 }
 
 }  // namespace

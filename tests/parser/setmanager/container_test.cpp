@@ -1,11 +1,9 @@
-// The binary's header and section table: hand-written headers of the three layouts decoded
-// field by field, and every refusal with its exact texts.
+// The binary's header and section table: every refusal with the error text it leaves, and the
+// edges that still load.
 #include <gtest/gtest.h>
 
 #include <functional>
 
-#include "../../binwriter/expected_bytes.h"
-#include "binwriter/crc_tail.h"
 #include "set_manager_test_support.h"
 
 namespace setmanager_test {
@@ -14,63 +12,8 @@ namespace {
 using binwriter::SectionType;
 using binwriter::TuningBinaryBuilder;
 using binwriter::Version;
-using binwriter_test::Expected;
 
 const char kTag[] = "OVI Lumatrope Header";
-
-TEST(SetManagerContainer, HeadersOfEachLayoutAreReadFieldByField) {
-    struct Case {
-        Expected header;
-        VersionUnion version;
-        const char* pBinaryTag;
-        uint64_t flags;
-        unsigned int tableOffset;
-        uint32_t sectionCount;
-        unsigned char alignment;
-        const char* pDebugLine;
-    };
-    // headerSize covers the header, 8 bytes of padding and the CRC tail.
-    const Case cases[] = {
-        {Expected().Text(kTag, 28).Le(60, 4).Le(1, 2).Le(0, 2).Le(1, 4).Le(0x1234, 4).Le(2, 4),
-         {1, 0, 1}, nullptr, 0, 0x1234, 2, 1,
-         "[DEBUG] ReadHeader: Version 1.0.1 < ModeTreeMinVersion, BinaryTag not set\n"},
-        {Expected().Text(kTag, 28).Le(172, 4).Le(1, 2).Le(1, 2).Le(0, 4).Text("tool", 48)
-             .Text("tag", 64).Le(0x2345, 4).Le(3, 4),
-         {1, 1, 0}, "tag", 0, 0x2345, 3, 8,
-         "[DEBUG] ReadHeader: Version 1.1.0 BinaryTag: tag, Tool: tool\n"},
-        {Expected().Text(kTag, 28).Le(180, 4).Le(3, 2).Le(0, 2).Le(0, 4).Text("t", 48)
-             .Text("b", 64).Le(0x41, 8).Le(0x3456, 4).Le(4, 4),
-         {3, 0, 0}, "b", 0x41, 0x3456, 4, 8,
-         "[DEBUG] ReadHeader: Version 3.0.0 BinaryTag: b, Tool: t\n"},
-        {Expected().Text(kTag, 28).Le(180, 4).Le(3, 2).Le(0, 2).Le(1, 4).Text("t", 48)
-             .Text("b", 64).Le(0, 8).Le(0x4567, 4).Le(4, 4),
-         {3, 0, 1}, "b", 0, 0x4567, 4, 1,
-         "[DEBUG] ReadHeader: Version 3.0.1 BinaryTag: b, Tool: t\n"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.pDebugLine);
-        std::vector<uint8_t> bytes = c.header.Bytes();
-        const size_t headerEnd = bytes.size();
-        bytes.resize(headerEnd + 8, 0);
-        binwriter::AppendCrcTail(bytes);
-
-        zyra_test::LogCapture capture;
-        TestSetManager manager;
-        unsigned int position = 0;
-        unsigned int tableOffset = 0;
-        unsigned char alignment = 0;
-        ASSERT_TRUE(manager.ReadHeader(bytes.data(), static_cast<unsigned int>(bytes.size()),
-                                       &position, &tableOffset, &alignment));
-        EXPECT_EQ(position, headerEnd);
-        EXPECT_EQ(tableOffset, c.tableOffset);
-        EXPECT_EQ(alignment, c.alignment);
-        EXPECT_EQ(manager.GetBinaryVersion(), c.version);
-        EXPECT_EQ(manager.SectionCount(), c.sectionCount);
-        EXPECT_EQ(manager.Flags(), c.flags);
-        EXPECT_STREQ(manager.GetLoggingIdentifier(), c.pBinaryTag);
-        EXPECT_EQ(Messages(capture).at(0), c.pDebugLine);
-    }
-}
 
 TEST(SetManagerContainer, RefusalsOfHeaderAndSectionTable) {
     using Configure = std::function<void(TuningBinaryBuilder&)>;
@@ -79,37 +22,29 @@ TEST(SetManagerContainer, RefusalsOfHeaderAndSectionTable) {
         Configure configure;
         size_t cutTo;  // 0: the whole binary
         const char* pError;
-        Texts linesBefore;  // error lines logged before the error itself
+        size_t linesBefore;  // error lines logged before the error itself
     };
     const char kGeneral[] = "General error parsing binary header data header";
     const char kCount[] = "Invalid binary file section count";
     const Refusal refusals[] = {
-        {{5, 0, 0}, nullptr, 20, kGeneral,
-         {"[ERROR] Failed to read 4 bytes from binary file offset 28, length 20\n",
-          "[ERROR] Failed to read 8 bytes from binary file offset 28, length 20\n"}},
-        {{5, 0, 0}, nullptr, 164, kGeneral,
-         {"[ERROR] Failed to read 4 bytes from binary file offset 164, length 164\n"}},
+        {{5, 0, 0}, nullptr, 20, kGeneral, 2},
+        {{5, 0, 0}, nullptr, 164, kGeneral, 1},
         {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerTag = "OVI Lumatrope Headex"; },
-         0, "Invalid binary header tag: OVI Lumatrope Headex", {}},
+         0, "Invalid binary header tag: OVI Lumatrope Headex", 0},
         {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerSize = 999; }, 0,
-         "Binary header data too small: Expected: 999 bytes, Actual: 316 bytes", {}},
+         "Binary header data too small: Expected: 999 bytes, Actual: 316 bytes", 0},
         // Compressed sections pass the size test and are refused with the sections.
         {{3, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerSize = 999; b.SetFlags(2); },
-         0, "Compressed binary file not supported (support ended with V5.1.0)", {}},
+         0, "Compressed binary file not supported (support ended with V5.1.0)", 0},
         {{5, 0, 1}, nullptr, 0,
          "Unsupported binary header version : 5.0.1. Please re-generate parser code using the "
-         "latest version of ParameterParser", {}},
-        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 1; }, 0, kCount,
-         {"[ERROR] ReadSectionInfo: Section count 1 is less than Min sections 2\n"}},
-        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 5; }, 0, kCount,
-         {"[ERROR] ReadSectionInfo: Section count 5 is greater than Max sections 4\n"}},
+         "latest version of ParameterParser", 0},
+        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 1; }, 0, kCount, 1},
+        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 5; }, 0, kCount, 1},
         {{2, 0, 0},
-         [](TuningBinaryBuilder& b) { b.SetSections({SectionType::SymbolTable, 7u}); }, 0, kCount,
-         {"[ERROR] Invalid binary section type 7\n"}},
+         [](TuningBinaryBuilder& b) { b.SetSections({SectionType::SymbolTable, 7u}); }, 0, kCount, 1},
         {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionTableOffset = 310; }, 0,
-         kCount,
-         {"[ERROR] Failed to read 4 bytes from binary file offset 314, length 316\n",
-          "[ERROR] Error reading data from header sections"}},
+         kCount, 2},
     };
     for (const Refusal& refusal : refusals) {
         SCOPED_TRACE(refusal.pError);
@@ -125,9 +60,9 @@ TEST(SetManagerContainer, RefusalsOfHeaderAndSectionTable) {
         EXPECT_FALSE(manager.IsValid());
         EXPECT_EQ(manager.GetSymbolTable(), nullptr);
         EXPECT_STREQ(manager.GetError(), refusal.pError);
-        Texts expected = refusal.linesBefore;
-        expected.push_back(std::string("[ERROR] ") + refusal.pError);
-        EXPECT_EQ(Errors(capture), expected);
+        const Texts errors = Errors(capture);
+        ASSERT_EQ(errors.size(), refusal.linesBefore + 1);
+        EXPECT_EQ(errors.back(), std::string("[ERROR] ") + refusal.pError);
     }
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "binwriter/tuning_binary_builder.h"
 #include "log_capture.h"
 #include "set_manager_test_support.h"
 #include "temp_dir.h"
@@ -129,6 +130,22 @@ protected:
 
 TEST_F(FaultInjection, EachAllocationOfALoadFromMemoryFailsInTurn) {
     ExpectEachLoadFailureHandled(false);
+    // Without a mode section the load makes the one Default mode itself.
+    binwriter::TuningBinaryBuilder flat({5, 0, 0});
+    flat.AddModule("abc", {1, 2, 3}, 0, ValueBytes(11));
+    std::vector<uint8_t> binary = flat.Build();
+    FailEachAllocation([&](FailingAllocation& failure) {
+        TestSetManager manager;
+        RegisterTree(manager);
+        failure.Begin();
+        const bool loaded = manager.LoadBinaryParameters(binary.data(), binary.size());
+        const bool hit = failure.End();
+        EXPECT_TRUE(loaded || hit);
+        if (loaded) {
+            EXPECT_NE(manager.GetRootMode(), nullptr);
+        }
+        return hit;
+    });
 }
 
 TEST_F(FaultInjection, EachAllocationOfALoadFromFileFailsInTurn) {

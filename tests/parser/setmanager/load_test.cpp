@@ -112,21 +112,15 @@ TEST(SetManagerLoad, ModulesThatCannotBeMadeFailTheLoadButNotTheOthers) {
         manager.SetIgnoreMissingModules(ignore);
         EXPECT_FALSE(manager.LoadBinaryParameters(binary.data(), binary.size()));
         EXPECT_FALSE(manager.IsValid());
-        Texts expected = {
-            "[ERROR] Failed to parse binary header data for:  Type: abc, Major: 1, "
-            "Minor: 2, Patch: 4, Mode: 5"};
-        if (!ignore) {
-            expected.insert(expected.begin(),
-                            {"[ERROR] Failed to find header module:  Type: xyz, Major: 1, Minor: "
-                             "0, Patch: 0, Mode: 0",
-                             "[ERROR] AddModule: module is nullptr"});
-            expected.push_back("[ERROR] AddModule: module is nullptr");
-        }
         // Identities are made while the table is read, modules after it.
-        expected.insert(expected.begin(),
-                        "[ERROR] Failed to find ModeID 9 in mode table when creating ModuleData");
-        expected.push_back("[ERROR] AddModule: moduleData->ModeId(9) >= m_modeCount(2)");
-        EXPECT_EQ(Errors(capture), expected);
+        const Texts errors = Errors(capture);
+        ASSERT_EQ(errors.size(), ignore ? 3u : 6u);
+        EXPECT_EQ(errors.front(),
+                  "[ERROR] Failed to find ModeID 9 in mode table when creating ModuleData");
+        EXPECT_EQ(errors.back(), "[ERROR] AddModule: moduleData->ModeId(9) >= m_modeCount(2)");
+        EXPECT_EQ(capture.Contains("Failed to find header module:  Type: xyz"), !ignore);
+        EXPECT_TRUE(capture.Contains("Failed to parse binary header data for:  Type: abc, Major: "
+                                     "1, Minor: 2, Patch: 4, Mode: 5"));
 
         // Two entries of one duplicate group give one object in two modes; it counts as
         // local only to the mode that made it.
@@ -155,23 +149,18 @@ TEST(SetManagerLoad, RefusalsOfAFileLoad) {
         std::string name;
         bool onDemand;
         const char* pError;  // the error text held afterwards
-        Texts lastErrors;
+        const char* pLine;   // a phrase of the last error line
     };
     const std::string missing = dir.File("missing.bin");
     const Case cases[] = {
-        {std::string(1023, 'n'), false, "",
-         {"[ERROR] File name length (1023) exceeds max file name length of 1023\n"}},
+        {std::string(1023, 'n'), false, "", "exceeds max file name length of 1023"},
         // The file object that could not open complains of its reference as it goes.
-        {missing, false, "",
-         {"[ERROR] Failed to load binary file " + missing + "\n",
-          "[ERROR] FileReference Remove: -1, Ref Cnt: 1, Called when file was already closed\n"}},
+        {missing, false, "", "Called when file was already closed"},
         // On demand the section table must end within the first 316 bytes.
         {dir.Write("far.bin", AsText(farTable.Build())), true, "Invalid binary file section count",
-         {"[ERROR] Failed to read 4 bytes from binary file offset 320, length 316\n",
-          "[ERROR] Error reading data from header sections",
-          "[ERROR] Invalid binary file section count"}},
+         "Invalid binary file section count"},
         {dir.Write("compressed.bin", AsText(compressed.Build())), true, "",
-         {"[ERROR] Compressed binary files ssupport removed in V5.1.0\n"}},
+         "Compressed binary files ssupport removed in V5.1.0"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name.substr(0, 40));
@@ -181,9 +170,8 @@ TEST(SetManagerLoad, RefusalsOfAFileLoad) {
         EXPECT_FALSE(manager.LoadBinaryParameters(c.name.c_str()));
         EXPECT_STREQ(manager.GetError(), c.pError);
         const Texts errors = Errors(capture);
-        ASSERT_GE(errors.size(), c.lastErrors.size());
-        EXPECT_EQ(Texts(errors.end() - static_cast<long>(c.lastErrors.size()), errors.end()),
-                  c.lastErrors);
+        ASSERT_FALSE(errors.empty());
+        EXPECT_NE(errors.back().find(c.pLine), std::string::npos) << errors.back();
     }
 
     TestSetManager manager;

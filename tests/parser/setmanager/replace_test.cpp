@@ -2,6 +2,8 @@
 // hold across them, are checked by the set manager model (tests/model).
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "binwriter/tuning_binary_builder.h"
 #include "set_manager_test_support.h"
 
@@ -34,6 +36,18 @@ TEST(SetManagerReplace, RefusalsLeaveTheRunningSetAsItWas) {
     EXPECT_EQ(Get(manager, "def", "0.0|2.0")->Value, 1033u);
     EXPECT_EQ(Get(manager, "ghi", "0.0|2.0"), nullptr);
     EXPECT_EQ(manager.UpdateSetCount(), 2u);
+
+    // Freeing what updates replaced leaves every module of the running tree alive.
+    // Freeing what updates replaced leaves the modules the updates brought in alive.
+    TestModule::Destroyed().clear();
+    manager.FreeReplacedParameters();
+    EXPECT_FALSE(TestModule::Destroyed().empty());
+    for (const auto& [mode, pName] : {std::pair<uint32_t, const char*>{0, "abc"}, {1, "def"},
+                                      {2, "abc"}, {3, "ghi"}}) {
+        TestModule* pModule = ModuleOf(manager.GetModeEntry(mode), pName);
+        EXPECT_EQ(TestModule::Destroyed().count(pModule), 0u) << pName << " in mode " << mode;
+    }
+    EXPECT_EQ(Get(manager, "def", "0.0|2.0")->Value, 1033u);
 }
 
 }  // namespace

@@ -13,6 +13,11 @@
 
 namespace setmanager_test {
 
+std::set<const TestModule*>& TestModule::Destroyed() {
+    static std::set<const TestModule*> s_destroyed;
+    return s_destroyed;
+}
+
 ParameterModule* TestModule::Create(ModuleData* pData, DefaultModule* pDefault) const {
     const VersionUnion version = pData->Version;
     if (std::strcmp(Type, pData->Type) != 0 || version != Version) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,10 @@ class TestModule : public ParameterModule {
 public:
     TestModule(const char* pName, const VersionUnion& version, ModuleData* pData)
         : ParameterModule(pName, version, pData) {}
+    ~TestModule() override { Destroyed().insert(this); }
+
+    // Every TestModule destroyed since the set was last cleared.
+    static std::set<const TestModule*>& Destroyed();
 
     ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;
     bool LoadModule(ParameterFileSymbolTable* pSymbolTable) override;
@@ -51,6 +56,7 @@ public:
 
     DefaultModule* GetDefaultModule(char* pType) override;
     void SaveAndClearModules() override { SaveAndClearDefaultModules(); }
+    using ParameterSetManager::FreeReplacedParameters;
 
     void SetOnDemand(bool onDemand) { m_onDemand = onDemand; }
     void SetIgnoreMissingModules(bool ignore) { m_ignoreMissingModules = ignore; }
@@ -59,12 +65,9 @@ public:
         m_logWarnings = warnings;
         m_logDebug = debug;
     }
-    uint32_t SectionCount() const { return m_sectionCount; }
-    uint64_t Flags() const { return m_binaryFlags; }
     PList<ModeEntry*>& ActiveModes() { return m_activeModes; }
     void SetMaxActiveModes(uint32_t count) { m_maxActiveModes = count; }
     uint32_t ValueSetCount() const { return m_valueSetCount; }
-    size_t ReplacedCount() const { return m_replacedModules.size(); }
     size_t UpdateSetCount() const { return m_updateSets.size(); }
 
 protected:

@@ -58,7 +58,10 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
         EXPECT_EQ(Value(manager, pBlend, "abc.gains[1]", nullptr), "gains[1]=0");
         EXPECT_EQ(Value(manager, pBlend, "abc.nope", nullptr, false), "");
         EXPECT_EQ(Value(manager, pBlend, "nope", "value", false), "");
+        // A path that does not parse to its end names no mode, not the part before the fault.
         EXPECT_EQ(Value(manager, "x|y", "abc", "value", false), "stale");
+        EXPECT_EQ(Value(manager, "0.0|2.x", "abc", "value", false), "stale");
+        EXPECT_FALSE(manager.SetValue("0.0|2.x", "abc", "value", "1"));
 
         // Setting changes the selected instance only, and pins its mode.
         EXPECT_TRUE(manager.SetValue(pBlend, "abc", "gains[1]", "9"));
@@ -85,9 +88,8 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
         EXPECT_STREQ(info[2].Value, "22");
         EXPECT_TRUE(info[3].IsArray);
         EXPECT_FALSE(manager.GetInfo("0.0", "abc.nope", info));
-        zyra_test::LogCapture capture;
         EXPECT_FALSE(manager.GetInfo(nullptr, "abc", info));
-        EXPECT_EQ(Errors(capture), (Texts{"[ERROR] GetInfo called with null or empty modeBranch"}));
+        EXPECT_FALSE(manager.GetInfo("0.0|2.x", "abc", info));
     }
 }
 
