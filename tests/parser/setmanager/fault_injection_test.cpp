@@ -131,9 +131,7 @@ protected:
 TEST_F(FaultInjection, EachAllocationOfALoadFromMemoryFailsInTurn) {
     ExpectEachLoadFailureHandled(false);
     // Without a mode section the load makes the one Default mode itself.
-    binwriter::TuningBinaryBuilder flat({5, 0, 0});
-    flat.AddModule("abc", {1, 2, 3}, 0, ValueBytes(11));
-    std::vector<uint8_t> binary = flat.Build();
+    std::vector<uint8_t> binary = binwriter::TuningBinaryBuilder({5, 0, 0}).Build();
     FailEachAllocation([&](FailingAllocation& failure) {
         TestSetManager manager;
         RegisterTree(manager);

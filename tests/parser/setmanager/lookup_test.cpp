@@ -52,6 +52,9 @@ TEST(SetManagerLookup, BadRequestsAreRefusedWithTheirTexts) {
               "null");
     EXPECT_TRUE(capture.Contains("called with first mode != Default"));
     EXPECT_TRUE(capture.Contains("called with modeBranch == null and modeCount = 2"));
+    // Lookups in buffer mode take no references on their modes.
+    EXPECT_EQ(Get(manager, "abc", "0.0")->GetReferenceCount(), 0u);
+    EXPECT_EQ(Get(manager, "abc", "0.0|2.0|4.4")->GetReferenceCount(), 0u);
 }
 
 // Default and 40 use cases, each with its own "abc", and a pinned use case 200.

@@ -206,6 +206,9 @@ TEST_F(SetManagerModeTree, ChildListThatDoesNotFit) {
     EXPECT_EQ(Errors(capture).size(), 4u);
     EXPECT_EQ(Errors(capture)[0], "[ERROR] Failed to write 8 bytes to binary offset 8, length 10");
     EXPECT_EQ(Children(nullptr, 1), "");
+    unsigned char text[4] = {};
+    EXPECT_EQ(m_manager.GetChildModes("0.0", text, 0), 0u);
+    EXPECT_EQ(m_manager.GetChildModes("0.0", nullptr, sizeof(text)), 0u);
 }
 
 TEST_F(SetManagerModeTree, ReferenceCountsAndActiveModes) {

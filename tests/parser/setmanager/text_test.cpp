@@ -88,8 +88,11 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
         EXPECT_STREQ(info[2].Value, "22");
         EXPECT_TRUE(info[3].IsArray);
         EXPECT_FALSE(manager.GetInfo("0.0", "abc.nope", info));
-        EXPECT_FALSE(manager.GetInfo(nullptr, "abc", info));
+        zyra_test::LogCapture capture;
         EXPECT_FALSE(manager.GetInfo("0.0|2.x", "abc", info));
+        EXPECT_TRUE(Errors(capture).empty());
+        EXPECT_FALSE(manager.GetInfo(nullptr, "abc", info));
+        EXPECT_EQ(Errors(capture), (Texts{"[ERROR] GetInfo called with null or empty modeBranch"}));
     }
 }
 
