@@ -31,7 +31,6 @@ bool DefaultModule::AddModule(ParameterModule* pModule) {
     if (pModule == nullptr) {
         return false;
     }
-    ForgetIndexOfEmptyList();
     auto* pLink = ParserNew<ModuleLink>(pModule);
     if (pLink == nullptr) {
         return false;
@@ -99,7 +98,6 @@ void DefaultModule::RemoveModule(const ParameterModule* pModule) {
 }
 
 ParameterModule* DefaultModule::Find(unsigned int id) {
-    ForgetIndexOfEmptyList();
     if (!m_walkList) {
         auto indexed = m_firstById.find(id);
         return indexed != m_firstById.end() ? indexed->second : nullptr;
@@ -114,4 +112,22 @@ ParameterModule* DefaultModule::Find(unsigned int id) {
         }
     }
     return nullptr;
+}
+
+void DefaultModule::TakeInstances(std::list<ParameterModule*>& modules) {
+    ModuleLink* pLink = InstanceHead;
+    while (pLink != nullptr) {
+        ModuleLink* pNext = pLink->Next;
+        if (pLink->Module != nullptr) {
+            modules.push_back(pLink->Module);
+        }
+        pLink->Module = nullptr;
+        pLink->Next = nullptr;
+        ParserDelete(pLink);
+        pLink = pNext;
+    }
+    InstanceHead = nullptr;
+    InstanceTail = nullptr;
+    m_firstById.clear();
+    m_walkList = false;
 }

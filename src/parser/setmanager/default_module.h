@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <unordered_map>
 
 #include "zyra_api.h"
@@ -39,22 +40,16 @@ public:
     // The first instance whose symbol entry is `id`. An instance without ModuleData ends the
     // search and is itself the answer.
     ParameterModule* Find(unsigned int id);
+    // Appends every instance to `modules` and empties the list, destroying no module.
+    void TakeInstances(std::list<ParameterModule*>& modules);
 
     ParameterModule* Prototype;
-    // The list changes through AddModule and RemoveModule, or is emptied as a whole (both
-    // null), which Find's index notices.
+    // Changed only through AddModule, RemoveModule and TakeInstances, which keep Find's
+    // index.
     ModuleLink* InstanceHead = nullptr;
     ModuleLink* InstanceTail = nullptr;
 
 private:
-    // Starts the index over when the list was emptied from outside.
-    void ForgetIndexOfEmptyList() {
-        if (InstanceHead == nullptr) {
-            m_firstById.clear();
-            m_walkList = false;
-        }
-    }
-
     // The first listed instance of each symbol entry, so that creating the modules of a binary
     // does not walk the list once per module.
     std::unordered_map<uint32_t, ParameterModule*> m_firstById;

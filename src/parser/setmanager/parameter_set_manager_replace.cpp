@@ -2,6 +2,7 @@
 // file again, while clients keep the modules they hold.
 #include <algorithm>
 #include <cstring>
+#include <unordered_set>
 
 #include "parser/file/parameter_binary_file.h"
 #include "parser/file/parameter_file_symbol_table.h"
@@ -32,6 +33,19 @@ bool Holds(const DefaultModule* pDefault, const ParameterModule* pModule) {
         }
     }
     return false;
+}
+
+// Every module a node of the tree `modes` names.
+std::unordered_set<const ParameterModule*> FiledModules(ModeEntry* const* modes, uint32_t count) {
+    std::unordered_set<const ParameterModule*> filed;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (modes[i] != nullptr) {
+            for (const auto& entry : modes[i]->Modules) {
+                filed.insert(entry.second.Module);
+            }
+        }
+    }
+    return filed;
 }
 
 }  // namespace
@@ -136,19 +150,7 @@ void ParameterSetManager::SaveAndClearDefaultModules() {
         if (pDefault == nullptr) {
             continue;
         }
-        ModuleLink* pLink = pDefault->InstanceHead;
-        while (pLink != nullptr) {
-            ModuleLink* pNext = pLink->Next;
-            if (pLink->Module != nullptr) {
-                m_replacedModules.push_back(pLink->Module);
-            }
-            pLink->Module = nullptr;
-            pLink->Next = nullptr;
-            ParserDelete(pLink);
-            pLink = pNext;
-        }
-        pDefault->InstanceHead = nullptr;
-        pDefault->InstanceTail = nullptr;
+        pDefault->TakeInstances(m_replacedModules);
     }
 }
 
@@ -157,9 +159,15 @@ void ParameterSetManager::FreeReplacedParameters() { FreeReplacedModules(true); 
 void ParameterSetManager::FreeReplacedModules(bool keepHeld) {
     LOG_DEBUG("FreeReplacedParameters called");
     // Modules first: a module's destructor may look at its identity in a table. One that a
-    // client still holds is kept, and so are the table and the tree its identity lies in.
+    // client still holds is kept, and so are the table and the tree its identity lies in. So is
+    // one a mode of the running tree still names: an update takes a shared module's siblings
+    // into the mode it reaches first, and the other modes sharing it keep the old one.
+    std::unordered_set<const ParameterModule*> filed;
+    if (keepHeld) {
+        filed = FiledModules(m_modes, m_modeCount);
+    }
     for (auto it = m_replacedModules.begin(); it != m_replacedModules.end();) {
-        if (keepHeld && IsHeld(*it)) {
+        if (keepHeld && (IsHeld(*it) || filed.count(*it) != 0)) {
             ++it;
         } else {
             delete *it;

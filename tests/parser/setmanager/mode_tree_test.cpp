@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <list>
 #include <memory>
 #include <new>
 #include <random>
@@ -294,16 +295,10 @@ TEST(SetManagerModules, FindAnswersAsAWalkOfTheListDoes) {
             pDefault->RemoveModule(listed[index]);
             listed.erase(listed.begin() + static_cast<std::ptrdiff_t>(index));
         } else if (action == 6 && random() % 8 == 0) {
-            // Emptied from outside: the links go, the modules stay with their owner.
-            for (ModuleLink* pLink = pDefault->InstanceHead; pLink != nullptr;) {
-                ModuleLink* pNext = pLink->Next;
-                pLink->Module = nullptr;
-                pLink->Next = nullptr;
-                ParserDelete(pLink);
-                pLink = pNext;
-            }
-            pDefault->InstanceHead = nullptr;
-            pDefault->InstanceTail = nullptr;
+            // Emptied as a whole: the links go, the modules stay with their owner.
+            std::list<ParameterModule*> taken;
+            pDefault->TakeInstances(taken);
+            EXPECT_EQ(taken.size(), listed.size());
             listed.clear();
         } else {
             const unsigned int id = random() % (data.size() + 1);

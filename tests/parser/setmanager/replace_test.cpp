@@ -38,12 +38,11 @@ TEST(SetManagerReplace, RefusalsLeaveTheRunningSetAsItWas) {
     EXPECT_EQ(manager.UpdateSetCount(), 2u);
 
     // Freeing what updates replaced leaves every module of the running tree alive.
-    // Freeing what updates replaced leaves the modules the updates brought in alive.
     TestModule::Destroyed().clear();
     manager.FreeReplacedParameters();
     EXPECT_FALSE(TestModule::Destroyed().empty());
     for (const auto& [mode, pName] : {std::pair<uint32_t, const char*>{0, "abc"}, {1, "def"},
-                                      {2, "abc"}, {3, "ghi"}}) {
+                                      {2, "abc"}, {3, "ghi"}, {5, "dup"}}) {
         TestModule* pModule = ModuleOf(manager.GetModeEntry(mode), pName);
         EXPECT_EQ(TestModule::Destroyed().count(pModule), 0u) << pName << " in mode " << mode;
     }
