@@ -1,5 +1,5 @@
-// The sensor driver records: every module of the Zyra namespace written with the writer and
-// loaded through its class, packed and in 8-byte slots, and the counted array of strings.
+// The counted array of strings of the sensor driver records: loading, a text that cannot be
+// found, and every allocation failing in turn.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -9,7 +9,6 @@
 #include "Zyra.h"
 #include "engine_test_support.h"
 #include "log_capture.h"
-#include "path_values.h"
 #include "parser/engine/reflection_engine.h"
 #include "parser/engine/structure_engine.h"
 #include "parser/file/parameter_file_symbol_table_entry.h"
@@ -17,64 +16,6 @@
 
 namespace engine_test {
 namespace {
-
-constexpr zyra_test::ValueSource kValues{0x5EED, 0};
-
-// Writes one value into every member of `Class`'s top structure, loads it under `pName` and
-// compares, then unloads: the sanitizers see whether everything went back.
-template <typename Class, typename Top>
-std::string RoundTrip(const char* pName, unsigned int alignment) {
-    zyra_test::LogCapture capture;
-    const ParameterEngine::ModuleDescriptor& module = Class::Descriptor();
-    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(alignment));
-    std::vector<uint8_t> bytes = zyra_test::PathValueWriter(builder).Module(*module.top, kValues);
-    uint32_t id =
-        builder.AddModule(pName, {module.major, module.minor, module.patch}, 0, bytes);
-    LoadedBinaryOf<Class> binary(builder, pName);
-    EXPECT_TRUE(binary.Loaded());
-    Class* pModule = binary.Create(id);
-    if (pModule == nullptr) {
-        return "not created";
-    }
-    EXPECT_STREQ(pModule->Name, pName);
-    EXPECT_TRUE(pModule->LoadModule(&binary.Table()));
-    EXPECT_EQ(Errors(capture), Messages{});
-    EXPECT_EQ(pModule->ModuleID, id);
-    std::string mismatch =
-        zyra_test::CheckModule(*module.top, static_cast<const Top*>(pModule), kValues);
-    pModule->UnloadModule();
-    EXPECT_FALSE(pModule->Loaded);
-    return mismatch;
-}
-
-struct SensorModule {
-    const char* name;
-    std::string (*roundTrip)(const char*, unsigned int);
-};
-
-class SensorRecords : public ::testing::TestWithParam<unsigned int> {};
-
-TEST_P(SensorRecords, EveryModuleRoundTripsThroughTheWriter) {
-    // A class with two names is registered and loaded under its second.
-    using namespace Zyra;
-    const SensorModule modules[] = {
-        {"actuatorDriver1", &RoundTrip<ActuatorDriverDataClass, ActuatorDriverData>},
-        {"EEbinDriver", &RoundTrip<EEbinDriverClass, EEbinDriver>},
-        {"EEPROMDriverData", &RoundTrip<EEPROMDriverDataClass, EEPROMDriverData>},
-        {"flashDriverDataSecondary", &RoundTrip<FlashDriverDataClass, FlashDriverData>},
-        {"cameraModuleData", &RoundTrip<CameraModuleDataClass, CameraModuleData>},
-        {"OISDriver", &RoundTrip<OISDriverDataClass, OISDriverData>},
-        {"PDConfigData", &RoundTrip<PDAFConfigurationDataClass, PDAFConfigurationData>},
-        {"sensorDriverData", &RoundTrip<SensorDriverDataClass, SensorDriverData>},
-        {"sensorBinSocIdMap", &RoundTrip<SensorBinSocIdMapClass, SensorBinSocIdMap>},
-    };
-    for (const SensorModule& module : modules) {
-        SCOPED_TRACE(module.name);
-        EXPECT_EQ(module.roundTrip(module.name, GetParam()), "");
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Alignment, SensorRecords, ::testing::Values(1u, 8u));
 
 using SocIdMapBinary = LoadedBinaryOf<Zyra::SensorBinSocIdMapClass>;
 using Texts = std::vector<std::string>;
