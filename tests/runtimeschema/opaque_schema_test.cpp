@@ -139,9 +139,17 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         // The message, behind the path of the schema or of its folder.
         std::string problem;
     };
+    // Lines that end in CR LF, each pair one line break, and no "end" to the top structure.
+    std::string crlf = Abf21(kFields).substr(0, Abf21(kFields).size() - 4);
+    for (size_t at = crlf.find('\n'); at != std::string::npos; at = crlf.find('\n', at + 2)) {
+        crlf.insert(at, "\r");
+    }
     const std::vector<Case> cases{
         {Abf21(kFields + "  spare Int16\n"),
          "abf_2_1_0.schema:17: unknown type 'Int16' (types are declared before use)"},
+        {crlf, "abf_2_1_0.schema:16: 'lumatrope_abf21Type' has no end"},
+        {Abf21(kFields + "  spare UInt16 as Float\n"),
+         "abf_2_1_0.schema:17: only Int32 and UInt32 are held as Float"},
         {Schema("abf_2_1_0", "2.1.3", "abf21_tfe", kFields),
          "abf_2_1_0.schema:7: version 2.1.3 of 'lumatrope_abf21Type' differs from the "
          "catalogue's 2.1.0"},
@@ -183,6 +191,26 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
             EXPECT_EQ(std::string(manager.GetError()), dir.Path() + "/" + refused.problem);
         }
     }
+}
+
+TEST(RuntimeSchema, SchemasAreReadInTheOrderOfTheirNames) {
+    const std::vector<std::string> names{"abf_3_4_0", "abf_4_0_0", "bpcbcc_5_0_0", "cac_2_2_0",
+                                         "cac_2_3_0"};
+    zyra_test::TempDir dir;
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        dir.Write(*name + ".schema", "nonsense\n");
+    }
+    zyra_test::LogCapture capture;
+    TuningSetManager manager;
+    EXPECT_FALSE(manager.AddSchemaDirectory(dir.Path().c_str()));
+    const std::vector<std::string> problems = Problems(capture);
+    ASSERT_EQ(problems.size(), names.size());
+    for (size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(problems[i].rfind("[ERROR] " + dir.File(names[i] + ".schema:1: "), 0), 0u)
+            << problems[i];
+    }
+    // The last refusal is the one the set manager keeps.
+    EXPECT_EQ(std::string(manager.GetError()).rfind(dir.File("cac_2_3_0.schema:1: "), 0), 0u);
 }
 
 }  // namespace
