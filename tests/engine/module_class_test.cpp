@@ -1,5 +1,4 @@
-// The generated module class: creation from its prototype, finding its entry, and sharing of
-// duplicate values between modules.
+// The generated module class: creation from its prototype, finding its entry, and clones.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -47,40 +46,6 @@ TEST(ModuleClass, CreateChecksVersionThenNameAndSharesInstancesById) {
     EXPECT_STREQ(enginetestTypeClass::GetName(twin.c_str()), "enginetest_twin");
     const char* pUnknown = "enginetest_unknown";
     EXPECT_EQ(enginetestTypeClass::GetName(pUnknown), pUnknown);
-}
-
-TEST(ModuleClass, DuplicateArraysAreSharedAndFreedByTheirLastHolder) {
-    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
-    ModuleValues values;
-    WrittenIds ids;
-    uint32_t first = builder.AddModule("enginetest", kModuleVersion, 0,
-                                       WriteModule(builder, values, &ids));
-    ModuleValues copy = values;
-    copy.samplesDuplicateOf = ids.samples;
-    copy.regionsDuplicateOf = ids.regions;
-    uint32_t second = builder.AddModule("enginetest", kModuleVersion, 0,
-                                        WriteModule(builder, copy));
-    LoadedBinary binary(builder);
-    enginetestTypeClass* pFirst = binary.Create(first);
-    enginetestTypeClass* pSecond = binary.Create(second);
-    ASSERT_NE(pFirst, nullptr);
-    ASSERT_NE(pSecond, nullptr);
-    ASSERT_NE(pFirst, pSecond);
-    ASSERT_TRUE(pFirst->LoadModule(&binary.Table()));
-    ASSERT_TRUE(pSecond->LoadModule(&binary.Table()));
-
-    EXPECT_EQ(pFirst->regions, pSecond->regions);
-    // Scalar arrays are never entered as duplicates: each module has its own copy.
-    EXPECT_NE(pFirst->samples, pSecond->samples);
-    ExpectModule(*pSecond, values, second);
-
-    // The shared array outlives its first holder, nested texts and arrays included.
-    pFirst->UnloadModule();
-    ExpectModule(*pSecond, values, second);
-
-    // The last holder frees it, once: the sanitizers see a leak or a double free otherwise.
-    pSecond->UnloadModule();
-    EXPECT_EQ(pSecond->regions, nullptr);
 }
 
 TEST(ModuleClass, CloneSharesNothingWithItsSourceAndOutlivesIt) {

@@ -58,9 +58,6 @@ struct ModuleValues {
     std::optional<uint32_t> samplesPointer;
     std::optional<uint32_t> regionsCount;
     std::optional<uint32_t> extraPointer;
-    // Makes the samples entry shared with this entry's group.
-    std::optional<uint32_t> samplesDuplicateOf;
-    std::optional<uint32_t> regionsDuplicateOf;
 };
 
 // IDs of the entries that the values point to, as written.
@@ -98,8 +95,7 @@ inline std::vector<uint8_t> WriteModule(binwriter::TuningBinaryBuilder& builder,
     }
     out.Packed(v.curve);
 
-    uint32_t samples = builder.AddPointerTarget(ValueWriter(builder).Packed(v.samples).Bytes(),
-                                                v.samplesDuplicateOf);
+    uint32_t samples = builder.AddPointerTarget(ValueWriter(builder).Packed(v.samples).Bytes());
     out.U32(v.samplesCount.value_or(static_cast<uint32_t>(v.samples.size())));
     out.Pointer(v.samplesPointer.value_or(samples));
 
@@ -114,7 +110,7 @@ inline std::vector<uint8_t> WriteModule(binwriter::TuningBinaryBuilder& builder,
     for (const RegionValues& region : v.regions) {
         WriteRegion(builder, regions, region);
     }
-    uint32_t regionsId = builder.AddPointerTarget(regions.Bytes(), v.regionsDuplicateOf);
+    uint32_t regionsId = builder.AddPointerTarget(regions.Bytes());
     out.U32(v.regionsCount.value_or(static_cast<uint32_t>(v.regions.size()))).Pointer(regionsId);
 
     ValueWriter extra(builder);

@@ -99,48 +99,7 @@ const std::vector<Node> kRoots{
     {2.f, {}, {3.f}},
 };
 
-class TreeModule : public ::testing::TestWithParam<unsigned int> {};
-
-TEST_P(TreeModule, RoundTripThroughSharedDeclarations) {
-    zyra_test::LogCapture capture;
-    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(GetParam()));
-    uint32_t id = WriteGamma(builder, {3, 1000, 76}, kRoots);
-    GammaBinary binary(builder, "gamma16_ife_v2");
-    lumatrope_gamma16TypeClass* pModule = binary.Create(id);
-    ASSERT_NE(pModule, nullptr);
-
-    ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
-    EXPECT_EQ(Errors(capture), Messages{});
-    EXPECT_EQ(pModule->enable_section.gamma_enable, 1);
-    EXPECT_EQ(pModule->module_version.incr_revision, 1);
-    EXPECT_EQ(std::string(pModule->parameter_version.revision), "rev 7");
-    ASSERT_EQ(pModule->control_variables.control_var_typeCount, 3u);
-    EXPECT_EQ(pModule->control_variables.control_var_type[1], 1000u);
-    EXPECT_EQ(pModule->private_information.led_sensitivity_trigger.end, 0.75f);
-    const auto& core = pModule->lumatrope_gamma16_core;
-    ExpectNodes(core.mod_gamma16_trigger_data, core.mod_gamma16_trigger_dataCount, kRoots,
-                {{0u, 3u}, {1u, 1000u}, {2u, 76u}}, 0);
-
-    // By path, the shared structure and the tree answer like any other; the head words do not.
-    char value[32] = {};
-    const char* pNode = "lumatrope_gamma16_core.mod_gamma16_trigger_data[0].trigger[1]";
-    ASSERT_TRUE(pModule->GetValue(
-        (std::string(pNode) + ".region[1].channel_b_tab.channel_b[0]").c_str(), value,
-        sizeof(value)));
-    EXPECT_STREQ(value, "11");
-    ASSERT_TRUE(pModule->GetValue("private_information.led_sensitivity_trigger.end", value,
-                                  sizeof(value)));
-    EXPECT_STREQ(value, "0.75");
-    EXPECT_FALSE(pModule->GetValue((std::string(pNode) + ".controlVarType").c_str(), value,
-                                   sizeof(value)));
-
-    pModule->UnloadModule();
-    EXPECT_EQ(core.mod_gamma16_trigger_data, nullptr);
-}
-
-INSTANTIATE_TEST_SUITE_P(Alignment, TreeModule, ::testing::Values(1u, 8u));
-
-TEST(TriggerTree, HeadWordsFollowTheVariablesAsFarAsTheyGo) {
+TEST(TriggerTree, RoundTripThroughSharedDeclarationsWithHeadWordsAsFarAsTheVariablesGo) {
     struct Case {
         const char* what;
         std::vector<uint32_t> variables;
@@ -148,6 +107,7 @@ TEST(TriggerTree, HeadWordsFollowTheVariablesAsFarAsTheyGo) {
         Messages errors;
     };
     const Case cases[] = {
+        {"one variable a level", {3, 1000, 76}, {{0u, 3u}, {1u, 1000u}, {2u, 76u}}, {}},
         {"fewer variables than levels", {5, 9}, {{0u, 5u}, {1u, 9u}}, {}},
         {"no variables", {}, {}, {}},
         {"more variables than levels, one unknown",
@@ -155,19 +115,40 @@ TEST(TriggerTree, HeadWordsFollowTheVariablesAsFarAsTheyGo) {
          {{0u, 0u}, {1u, 1019u}, {2u, 100u}},
          {"[ERROR] Invalid value(19) converting UINT32 to trigger_types"}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        zyra_test::LogCapture capture;
-        binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
-        uint32_t id = WriteGamma(builder, c.variables, kRoots);
-        GammaBinary binary(builder, "gamma16_ife_v2");
-        lumatrope_gamma16TypeClass* pModule = binary.Create(id);
-        ASSERT_NE(pModule, nullptr);
-        ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
-        EXPECT_EQ(Errors(capture), c.errors);
-        const auto& core = pModule->lumatrope_gamma16_core;
-        ExpectNodes(core.mod_gamma16_trigger_data, core.mod_gamma16_trigger_dataCount, kRoots,
-                    c.heads, 0);
+    for (unsigned int alignment : {1u, 8u}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.what);
+            zyra_test::LogCapture capture;
+            binwriter::TuningBinaryBuilder builder(FormatWithAlignment(alignment));
+            uint32_t id = WriteGamma(builder, c.variables, kRoots);
+            GammaBinary binary(builder, "gamma16_ife_v2");
+            lumatrope_gamma16TypeClass* pModule = binary.Create(id);
+            ASSERT_NE(pModule, nullptr);
+            ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
+            EXPECT_EQ(Errors(capture), c.errors);
+            EXPECT_EQ(pModule->enable_section.gamma_enable, 1);
+            EXPECT_EQ(pModule->module_version.incr_revision, 1);
+            EXPECT_EQ(std::string(pModule->parameter_version.revision), "rev 7");
+            EXPECT_EQ(pModule->control_variables.control_var_typeCount, c.variables.size());
+            EXPECT_EQ(pModule->private_information.led_sensitivity_trigger.end, 0.75f);
+            const auto& core = pModule->lumatrope_gamma16_core;
+            ExpectNodes(core.mod_gamma16_trigger_data, core.mod_gamma16_trigger_dataCount,
+                        kRoots, c.heads, 0);
+
+            // By path, the shared structure and the tree answer like any other; the head
+            // words do not.
+            char value[32] = {};
+            const std::string node =
+                "lumatrope_gamma16_core.mod_gamma16_trigger_data[0].trigger[1]";
+            ASSERT_TRUE(pModule->GetValue(
+                (node + ".region[1].channel_b_tab.channel_b[0]").c_str(), value, sizeof(value)));
+            EXPECT_STREQ(value, "11");
+            EXPECT_FALSE(
+                pModule->GetValue((node + ".controlVarType").c_str(), value, sizeof(value)));
+
+            pModule->UnloadModule();
+            EXPECT_EQ(core.mod_gamma16_trigger_data, nullptr);
+        }
     }
 }
 
