@@ -162,28 +162,18 @@ TEST_F(DispatchTest, NullArgumentsAnswerFiveButGetParamAnswersOne) {
                     "2 177 CID:[7] Null pointer pPDLib (nil) pCreateParam " + Ptr(&m_create));
     EXPECT_DISPATCH(Zyra::PDLibInitialize(m_pAny, nullptr), 5, "", "2 177");
     EXPECT_DISPATCH(Zyra::PDLibProcess(nullptr, &m_input, Output()), 5, "", "2 237");
-    EXPECT_DISPATCH(Zyra::PDLibProcess(m_pAny, nullptr, Output()), 5, "", "2 237");
-    EXPECT_DISPATCH(Zyra::PDLibProcess(m_pAny, &m_input, nullptr), 5, "",
-                    "2 237 CID:[7] Null pointer pPDLib " + Ptr(m_pAny) + " pInput " +
-                        Ptr(&m_input) + " pOutput (nil)");
-    EXPECT_DISPATCH(Zyra::PDLibConfigure(nullptr, &m_config), 5, "", "2 303");
+    EXPECT_DISPATCH(Zyra::PDLibProcess(m_pAny, &m_input, nullptr), 5, "", "2 237");
     EXPECT_DISPATCH(Zyra::PDLibConfigure(m_pAny, nullptr), 5, "", "2 303");
     EXPECT_DISPATCH(Zyra::PDLibGetParam(nullptr, m_pParams.get()), 1, "", "2 382");
     EXPECT_DISPATCH(Zyra::PDLibGetParam(m_pAny, nullptr), 1, "", "2 382");
     EXPECT_DISPATCH((Zyra::PDLibDestroy(nullptr, &m_destroy), 0), 0, "", "2 563");
-    EXPECT_DISPATCH((Zyra::PDLibDestroy(m_pAny, nullptr), 0), 0, "", "2 563");
     EXPECT_TRUE(Zyra::IsCameraIDValid(0) && Zyra::IsCameraIDValid(9));
     EXPECT_DISPATCH(Zyra::IsCameraIDValid(10), false, "",
                     "2 153 CID:[7] Wrong cameraId 10 MaxNumCameras 10");
-    EXPECT_DISPATCH(Zyra::IsCameraIDValid(~0u), false, "",
-                    "2 153 CID:[7] Wrong cameraId -1 MaxNumCameras 10");
 }
 
 TEST_F(DispatchTest, InitializeNeedsBothInstancesAndStopsAtTheFirstFailure) {
-    EXPECT_DISPATCH(Init(), 0, "1 init|2 init",
-                    "32 205 CID:[7] pPDLibDataPDLib 1 & pPDLibDataPDLib 2[2] PDLibInitialize "
-                    "succeed");
-    EXPECT_EQ(m_lastCalls[0].pArg1, &m_create);
+    EXPECT_DISPATCH(Init(), 0, "1 init|2 init", "32 205");
     EXPECT_EQ(m_lastCalls[1].pArg1, &m_create);
     g_instances[0].answers["init"] = {4, 0};
     EXPECT_DISPATCH(Init(), 1, "1 init", "2 194");
@@ -195,9 +185,6 @@ TEST_F(DispatchTest, InitializeNeedsBothInstancesAndStopsAtTheFirstFailure) {
     m_create.cameraId = 3;
     EXPECT_DISPATCH(Init(), 5, "",
                     "2 209 CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib(1)) + " g_pPDLib2[3] (nil)");
-    m_create.cameraId = kCamera;
-    g_pPDLib1 = nullptr;
-    EXPECT_DISPATCH(Init(), 5, "", "2 209");
 }
 
 TEST_F(DispatchTest, ProcessGoesToTheOneInstanceThatTheHardwareBlockChooses) {
@@ -208,9 +195,8 @@ TEST_F(DispatchTest, ProcessGoesToTheOneInstanceThatTheHardwareBlockChooses) {
         uint32_t hwOverrideActive;
         bool toSecond;
     };
-    for (const Case& route :
-         {Case{0, 0, false}, Case{0, 1, false}, Case{0, 2, false}, Case{1, 1, false},
-          Case{~0u, 1, false}, Case{1, 0, true}, Case{1, 2, true}, Case{7, ~0u, true}}) {
+    for (const Case& route : {Case{0, 2, false}, Case{1, 1, false}, Case{~0u, 1, false},
+                              Case{1, 0, true}, Case{7, ~0u, true}}) {
         SCOPED_TRACE(std::to_string(route.secondLibActive) + " " +
                      std::to_string(route.hwOverrideActive));
         m_block.secondLibActive = route.secondLibActive;
@@ -227,12 +213,8 @@ TEST_F(DispatchTest, ProcessGoesToTheOneInstanceThatTheHardwareBlockChooses) {
     m_block.secondLibActive = 0;
     EXPECT_DISPATCH(Process(), 9, "1 process",
                     "32 256 CID:[7] pPDLibDataPDLib 1[2]->PDLibProcess result 9");
-    g_pPDLib2[kCamera] = Lib(2);
     g_pPDLib1 = nullptr;
     EXPECT_DISPATCH(Process(), 5, "", "2 260");
-    m_block.secondLibActive = 1;
-    EXPECT_DISPATCH(Process(), 11, "2 process",
-                    "32 270 CID:[7] pPDLibDataPDLib 2[2]->PDLibProcess result 11");
     m_input.cameraId = 10;
     EXPECT_DISPATCH(Process(), 1, "", "2 153");
 }
@@ -240,10 +222,7 @@ TEST_F(DispatchTest, ProcessGoesToTheOneInstanceThatTheHardwareBlockChooses) {
 TEST_F(DispatchTest, ConfigureWalksTheListAndAnswersTheCodeOfTheLastCall) {
     g_instances[1].answers["configure"] = {3, 0};
     EXPECT_DISPATCH(Configure({Entry(&m_create, 1), Entry(&m_create)}), 3,
-                    "1 configure|2 configure",
-                    "2 353 CID:[7] Unsupported ConfigParam Type 1"
-                    "|32 332 CID:[7] pPDLibDataPDLib 1[2]->PDLibConfigure succeed"
-                    "|32 334 CID:[7] pPDLibDataPDLib 2[2]->PDLibConfigure result 3");
+                    "1 configure|2 configure", "2 353|32 332|32 334");
     EXPECT_EQ(m_lastCalls[0].pArg1, &m_config);  // the whole list, not the entry
     EXPECT_EQ(m_lastCalls[1].pArg1, &m_config);
     // A failure of instance 1 skips instance 2 for that entry; a later success hides it.
@@ -253,14 +232,10 @@ TEST_F(DispatchTest, ConfigureWalksTheListAndAnswersTheCodeOfTheLastCall) {
     g_instances[0].answers["configure"] = {0, 6, 0};
     EXPECT_DISPATCH(Configure({Entry(&m_create), Entry(&m_create)}), 6,
                     "1 configure|2 configure|1 configure", "32 332|32 334");
-    g_instances[1].answers["configure"] = {2};
-    EXPECT_DISPATCH(Configure({Entry(&m_create), Entry(nullptr, 7)}), 2, "1 configure|2 configure",
-                    "32 332|32 334|2 353");
     g_pPDLib1 = nullptr;  // an empty list looks at no instance
     EXPECT_DISPATCH(Configure({}), 0, "", "");
     g_pPDLib1 = Lib(1);
-    EXPECT_DISPATCH(Configure({Entry(nullptr), Entry(&m_create)}), 1, "",
-                    "2 347 CID:[7] Null pCreateParam ");
+    EXPECT_DISPATCH(Configure({Entry(nullptr), Entry(&m_create)}), 1, "", "2 347");
     PDLibCreateParams camera{};
     camera.cameraId = 10;
     EXPECT_DISPATCH(Configure({Entry(&camera)}), 1, "", "2 153");
@@ -276,21 +251,9 @@ TEST_F(DispatchTest, GetParamRoutesEachTypeAfterCheckingBothInstances) {
         uint32_t result;
         const char* pStats;
     };
-    const Case cases[] = {
-        {2, 1, 0, ""},
-        {2, 1, 7,
-         "32 510 CID:[7] pPDLibDataPDLib 1[2]->pGetParam PDLibGetParamHWInfo failed result 7"},
-        {3, 2, 0, ""},
-        {3, 2, 4, "32 522"},
-        {4, 2, 0, "32 533 CID:[7] pPDLibDataPDLib 2[2]->pGetParam 4 succeed."},
-        {1, 2, 0, "32 533"},
-        {5, 2, 0, "32 533"},
-        {6, 2, 0, "32 533"},
-        {100, 2, 0, "32 533"},
-        {4, 2, 3, ""},
-        {100, 2, 12, ""},
-    };
-    for (const Case& get : cases) {
+    for (const Case& get : {Case{2, 1, 0, ""}, Case{2, 1, 7, "32 510"}, Case{3, 2, 0, ""},
+                            Case{3, 2, 4, "32 522"}, Case{1, 2, 0, "32 533"},
+                            Case{6, 2, 0, "32 533"}, Case{100, 2, 12, ""}}) {
         SCOPED_TRACE(get.type);
         const std::string operation = "getparam " + std::to_string(get.type);
         g_instances[get.instance - 1].answers[operation] = {get.result};
@@ -302,10 +265,9 @@ TEST_F(DispatchTest, GetParamRoutesEachTypeAfterCheckingBothInstances) {
     m_pParams->cameraId = 10;
     EXPECT_DISPATCH(GetParam(), 1, "", "2 153");
     m_pParams->cameraId = kCamera;
+    m_pParams->type = 2;
     g_pPDLib2[kCamera] = nullptr;  // needed even for a type that instance 1 serves alone
-    EXPECT_DISPATCH(
-        GetParam(), 1, "",
-        "2 395 CID:[7] Null pointer cameraId 2 g_pPDLib1 " + Ptr(Lib(1)) + " g_pPDLib2 (nil) ");
+    EXPECT_DISPATCH(GetParam(), 1, "", "2 395");
     g_pPDLib2[kCamera] = Lib(2);
     g_instances[1].ops.PDLibGetParam = nullptr;
     EXPECT_DISPATCH(GetParam(), 1, "", "2 402");
@@ -340,19 +302,16 @@ TEST_F(DispatchTest, HWConfigAsksInstance1ForOverridesAndInstance2ForTheAnswer) 
     EXPECT_DISPATCH(GetParam(), 0, both, "");
 
     // A failed override is not copied and does not end the request.
-    g_instances[0].answers["getparam 5"] = {9};
+    g_instances[0].answers["getparam 5"] = {9, 0};
     g_instances[0].hwOverrideFill = 0x77;
     EXPECT_DISPATCH(GetParam(), 0, both,
                     "2 453 CID:[7] cameraId 2 requestId 123456789012 "
                     "PDLibGetParamHWOverride failed 9");
     EXPECT_EQ(m_pParams->input.hwOverride[0], 0x3C);
     // Instance 2's failure is the answer, and no sensor override is asked for.
-    g_instances[0].answers["getparam 5"] = {0};
     g_instances[1].answers["getparam 0"] = {13, 0};
     m_pParams->input.sensorOverrideWanted = 1;
-    EXPECT_DISPATCH(GetParam(), 13, both,
-                    "32 498 CID:[7] requestId 123456789012 pPDLibDataPDLib 2[2]->pGetParam "
-                    "PDLibGetParamHWConfig failed result 13");
+    EXPECT_DISPATCH(GetParam(), 13, both, "32 498");
 
     // The sensor override is asked for when wanted is 1, and only a valid answer is taken.
     m_pParams->isVPDDataReal = 99;
@@ -365,9 +324,7 @@ TEST_F(DispatchTest, HWConfigAsksInstance1ForOverridesAndInstance2ForTheAnswer) 
     EXPECT_DISPATCH(GetParam(), 0, both, "");
     EXPECT_EQ(m_pParams->isVPDDataReal, 99u);
     m_pParams->input.sensorOverrideWanted = 1;
-    EXPECT_DISPATCH(GetParam(), 0, both + "|1 getparam 6",
-                    "32 482 CID:[7] cameraId 2 requestId 123456789012 SensorOverride "
-                    "isVPDDataReal 5");
+    EXPECT_DISPATCH(GetParam(), 0, both + "|1 getparam 6", "32 482");
     EXPECT_EQ(m_pParams->isVPDDataReal, 5u);
     EXPECT_EQ(m_lastCalls[2].cameraId, kCamera);  // with the whole input area, override and all
     EXPECT_EQ(m_lastCalls[2].inputHash, Hash(m_pParams->input));
@@ -376,18 +333,11 @@ TEST_F(DispatchTest, HWConfigAsksInstance1ForOverridesAndInstance2ForTheAnswer) 
 TEST_F(DispatchTest, DestroyCallsBothInstancesAndReportsTheMissingMutex) {
     g_instances[0].answers["destroy"] = {3};  // not looked at
     EXPECT_DISPATCH(Destroy({DestroyCamera(9), {2, nullptr, 0}, DestroyCamera(kCamera)}), 0,
-                    "1 destroy|2 destroy",
-                    "32 586 CID:[7] pPDLibDataPDLib 1[2]->PDLibDestroy"
-                    "|32 589 CID:[7] pPDLibDataPDLib 2[2]->PDLibDestroy"
-                    "|2 617 CID:[7] Null pointer g_pAFPDlibMutex");
-    EXPECT_EQ(m_lastCalls[0].pArg1, &m_destroy);
+                    "1 destroy|2 destroy", "32 586|32 589|2 617");
     EXPECT_EQ(m_lastCalls[1].pArg1, &m_destroy);
-    EXPECT_EQ(g_pPDLib1, Lib(1));
     EXPECT_EQ(g_pPDLib2[kCamera], Lib(2));
     EXPECT_DISPATCH(Destroy({{2, nullptr, 0}, {1, nullptr, 8}}), 0, "", "2 153");
-    EXPECT_DISPATCH(Destroy({}), 0, "", "2 153");
-    EXPECT_DISPATCH(Destroy({DestroyCamera(1)}), 0, "",
-                    "2 622 CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib(1)) + " g_pPDLib2[1] (nil)");
+    EXPECT_DISPATCH(Destroy({DestroyCamera(1)}), 0, "", "2 622");
 }
 
 }  // namespace

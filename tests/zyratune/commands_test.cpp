@@ -113,9 +113,6 @@ TEST(ZyratuneCommands, BadDescriptionsAreRefusedNamingTheirPlace) {
                list + "]}}";
     };
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {modules(flash + R"({"u16Value": 1)").substr(0, 94),
-         "modes.modules[0].values.u16Value: parse error at line 1, column 95: syntax error "
-         "while parsing object - unexpected end of input; expected '}'"},
         {R"({"version": 5, "modes": {}})", "version: must be a string"},
         {R"({"version": "5.0.1", "modes": {}})",
          "version: 5.0.1 is above 5.0.0, the highest the library reads"},
@@ -134,9 +131,6 @@ TEST(ZyratuneCommands, BadDescriptionsAreRefusedNamingTheirPlace) {
          "modes.modules[0].bytes: must be hex digits, two a byte"},
         {modules(abf + R"("bytes": "", "entries": [{"id": 0, "bytes": ""}]})"),
          "modes.modules[0].entries[0].id: entry ids start at 1"},
-        {modules(flash + R"({"powerSequenceInfo1": {"powerSetting": [{}, {"u32Value1": -1}]}}})"),
-         "modes.modules[0].values.powerSequenceInfo1.powerSetting[1].u32Value1: must be an "
-         "integer in range"},
         {modules(flash + R"({"flashDriverType": 2}})"),
          "modes.modules[0].values.flashDriverType: 2 is not a value of FlashDriverType"},
         {modules(flash + R"({}}, )" + abf + R"("bytes": ""})"),

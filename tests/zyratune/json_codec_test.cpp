@@ -79,7 +79,6 @@ TEST(ZyratuneJsonCodec, EveryFieldKindRoundTripsInBothLayouts) {
 TEST(ZyratuneJsonCodec, RefusesWhatAFieldCannotHoldNamingThePlace) {
     const std::vector<std::pair<const char*, std::string>> cases = {
         {R"({"u8": 256})", "m.u8: must be an integer in range"},
-        {R"({"u32": -1})", "m.u32: must be an integer in range"},
         {R"({"i32": 2147483648})", "m.i32: must be an integer in range"},
         {R"({"i32": 1.5})", "m.i32: must be an integer in range"},
         {R"({"f32": "1"})", "m.f32: must be a number"},
