@@ -23,4 +23,14 @@ inline std::vector<std::string> ParserMessages(const zyra_test::LogCapture& capt
     return messages;
 }
 
+// How many parser lines of `level` ("[ERROR]", ...) contain `phrase`.
+inline int CountLogged(const zyra_test::LogCapture& capture, const std::string& level,
+                       const std::string& phrase) {
+    int count = 0;
+    for (const std::string& message : ParserMessages(capture)) {
+        count += message.rfind(level + " ", 0) == 0 && message.find(phrase) != std::string::npos;
+    }
+    return count;
+}
+
 }  // namespace parser_test

@@ -29,6 +29,14 @@ TEST(PlatformLog, SinkReceivesGroupLevelAndExactText) {
     EXPECT_EQ(capture.Trace(), (std::vector<std::string>{"load", "<end>"}));
 }
 
+TEST(PlatformLog, WithoutASinkLinesGoToStderrEachEndedOnce) {
+    testing::internal::CaptureStderr();
+    Zyra::Log::LogSystem(0x1000, "E", 1, "a\n");
+    Zyra::Log::LogSystem(0x1000, "E", 1, "b");
+    Zyra::Log::LogSystem(0x1000, "E", 1, "\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "a\nb\n\n");
+}
+
 TEST(PlatformOsUtils, AddSoctoPathPrefixesAbsolutePathsOnlyWithSysroot) {
     const char* pPath = "/usr/lib/libx.so";
     unsetenv("ZYRA_SYSROOT");

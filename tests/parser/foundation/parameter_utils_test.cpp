@@ -12,8 +12,7 @@
 
 namespace {
 
-using parser_test::ParserMessages;
-using Messages = std::vector<std::string>;
+using parser_test::CountLogged;
 
 unsigned char kSource[] = {'a', 'b', 'c', 0, 'd', 'e', 'f', 'g', 'h'};
 constexpr unsigned int kSourceLength = sizeof(kSource);
@@ -21,15 +20,21 @@ constexpr unsigned int kSourceLength = sizeof(kSource);
 TEST(ParameterUtilsRead, CopiesAreBoundedAndPositionsMoveByTheAlignedCount) {
     zyra_test::LogCapture capture;
     unsigned int position = 4;
-    char text[4] = {'x', 'x', 'x', 'x'};
+    char text[5] = {'x', 'x', 'x', 'x', 'x'};
     // Five bytes asked, only four fit: the last byte of the destination is the terminator.
-    EXPECT_TRUE(ParameterUtils::ReadString(text, kSource, kSourceLength, &position, sizeof(text),
-                                           5, 8, nullptr));
-    EXPECT_STREQ(text, "def");
+    EXPECT_TRUE(ParameterUtils::ReadString(text + 1, kSource, kSourceLength, &position, 4, 5, 8,
+                                           nullptr));
+    EXPECT_STREQ(text + 1, "def");
     EXPECT_EQ(position, 12u);
+    // No room at all: nothing is written, not even a terminator.
+    position = 0;
+    EXPECT_TRUE(ParameterUtils::ReadString(text + 1, kSource, kSourceLength, &position, 0, 2, 1,
+                                           nullptr));
+    EXPECT_EQ(text[0], 'x');
+    EXPECT_EQ(position, 2u);
     EXPECT_FALSE(ParameterUtils::ReadString(nullptr, kSource, kSourceLength, &position, 4, 3, 4,
                                             nullptr));
-    EXPECT_EQ(position, 16u);
+    EXPECT_EQ(position, 6u);
 
     unsigned char bytes[4] = {};
     position = 7;
@@ -44,15 +49,11 @@ TEST(ParameterUtilsRead, CopiesAreBoundedAndPositionsMoveByTheAlignedCount) {
     EXPECT_TRUE(ParameterUtils::ReadBuffer(bytes, nullptr, 0, &position, 0, 1, nullptr));
     EXPECT_FALSE(ParameterUtils::ReadBuffer(nullptr, kSource, kSourceLength, &position, 1, 1,
                                             nullptr));
-    EXPECT_EQ(ParserMessages(capture),
-              (Messages{"[ERROR] ReadBuffer failed to allocate space for a string of 3 length\n",
-                        "[ERROR] ReadBuffer failed, read 2 bytes, expected 4 bytes\n",
-                        "[ERROR] ReadBuffer called with nullptr buffer\n",
-                        "[ERROR] ReadBuffer called with nullptr value\n"}));
-}
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "ReadBuffer"), 4);
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "read 2 bytes, expected 4 bytes"), 1);
 
-TEST(ParameterUtilsRead, AllocatedStringStopsAtTheTerminatorOrTheEnd) {
-    unsigned int position = 0;
+    // The allocating form stops at the terminator or the end.
+    position = 0;
     char* pText = ParameterUtils::ReadString(kSource, kSourceLength, &position, 6, 4);
     EXPECT_STREQ(pText, "abc");
     EXPECT_EQ(position, 8u);
@@ -61,7 +62,6 @@ TEST(ParameterUtilsRead, AllocatedStringStopsAtTheTerminatorOrTheEnd) {
     EXPECT_STREQ(pText, "h");
     EXPECT_EQ(position, 28u);
     ZyraFree(pText);
-
     position = 1;
     Zyra::Memory::FailNthAllocation(1);
     EXPECT_EQ(ParameterUtils::ReadString(kSource, kSourceLength, &position, 2, 1), nullptr);
@@ -79,13 +79,10 @@ TEST(ParameterUtilsWrite, StringNeedsRoomBeyondItsTerminator) {
     EXPECT_EQ(std::memcmp(buffer, "#abc\0#", 6), 0);
     EXPECT_TRUE(ParameterUtils::WriteString(nullptr, buffer, 6, &position, true, nullptr));
     EXPECT_EQ(position, 5u);
-
     EXPECT_FALSE(ParameterUtils::WriteString("xy", buffer, 7, &position, true, nullptr));
     EXPECT_FALSE(ParameterUtils::WriteString(nullptr, buffer, 6, &position, true, nullptr));
     EXPECT_EQ(position, 5u);
-    EXPECT_EQ(ParserMessages(capture),
-              (Messages{"[ERROR] Insufficient space in buffer to write string: xy\n",
-                        "[ERROR] Insufficient space in buffer to write string\n"}));
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "Insufficient space in buffer to write string"), 2);
 }
 
 TEST(ParameterUtilsText, StringToDoubleAcceptsOnlyPlainDecimals) {
@@ -107,46 +104,39 @@ TEST(ParameterUtilsText, StringToDoubleAcceptsOnlyPlainDecimals) {
     bool result = false;
     double minusAlone = ParameterUtils::StringToDouble("-", result);
     EXPECT_TRUE(result);
-    EXPECT_EQ(minusAlone, 0.0);
-    EXPECT_TRUE(std::signbit(minusAlone));
+    EXPECT_TRUE(minusAlone == 0.0 && std::signbit(minusAlone));
     EXPECT_EQ(ParameterUtils::StringToDouble(nullptr, result), 0.0);
     EXPECT_FALSE(result);
 }
 
 TEST(ParameterUtilsText, GetVariableSplitsOneStepOfAFieldPath) {
+    struct Case {
+        const char* pPath;
+        unsigned int consumed;
+        const char* pName;
+        unsigned int index;  // 77: left as it was
+    };
+    // A step ends at the first point, even inside brackets, and is cut at 7 characters here.
+    const Case cases[] = {{"abc", 3, "abc", 77},        {"abc[12].d", 8, "abc", 12},
+                          {"ab[", 3, "ab", 77},         {"v[2.9]", 4, "v", 2},
+                          {"v[x]", 4, "v", 0},          {"v[-3]", 5, "v", 0},
+                          {"longername.x", 11, "longern", 77}};
+    for (const Case& c : cases) {
+        char name[8];
+        unsigned int index = 77;
+        EXPECT_EQ(ParameterUtils::GetVariable(c.pPath, name, index, sizeof(name)), c.consumed)
+            << c.pPath;
+        EXPECT_STREQ(name, c.pName);
+        EXPECT_EQ(index, c.index) << c.pPath;
+    }
     char name[8];
-    unsigned int index = 77;
-    EXPECT_EQ(ParameterUtils::GetVariable("abc", name, index, sizeof(name)), 3u);
-    EXPECT_STREQ(name, "abc");
-    EXPECT_EQ(index, 77u);
-
-    EXPECT_EQ(ParameterUtils::GetVariable("abc[12].d", name, index, sizeof(name)), 8u);
-    EXPECT_STREQ(name, "abc");
-    EXPECT_EQ(index, 12u);
-
-    // A bracket as the last character is cut off without touching the index.
-    EXPECT_EQ(ParameterUtils::GetVariable("ab[", name, index, sizeof(name)), 3u);
-    EXPECT_STREQ(name, "ab");
-    EXPECT_EQ(index, 12u);
-
-    // The step ends at the first point, even inside the brackets.
-    EXPECT_EQ(ParameterUtils::GetVariable("v[2.9]", name, index, sizeof(name)), 4u);
-    EXPECT_STREQ(name, "v");
-    EXPECT_EQ(index, 2u);
-    EXPECT_EQ(ParameterUtils::GetVariable("v[x]", name, index, sizeof(name)), 4u);
-    EXPECT_EQ(index, 0u);
-    index = 5;
-    EXPECT_EQ(ParameterUtils::GetVariable("v[-3]", name, index, sizeof(name)), 5u);
-    EXPECT_EQ(index, 0u);
-
-    EXPECT_EQ(ParameterUtils::GetVariable("longername.x", name, index, sizeof(name)), 11u);
-    EXPECT_STREQ(name, "longern");
+    unsigned int index = 0;
     EXPECT_EQ(ParameterUtils::GetVariable(".x", name, index, sizeof(name)), 0u);
     EXPECT_EQ(ParameterUtils::GetVariable(nullptr, name, index, sizeof(name)), 0u);
-
     // Steps longer than 128 characters are cut there.
-    std::string longStep(200, 'a');
-    EXPECT_EQ(ParameterUtils::GetVariable(longStep.c_str(), name, index, sizeof(name)), 128u);
+    EXPECT_EQ(ParameterUtils::GetVariable(std::string(200, 'a').c_str(), name, index,
+                                          sizeof(name)),
+              128u);
 }
 
 TEST(ParameterUtilsText, DoubleToStringWritesWhatATuningClientSees) {
