@@ -1,7 +1,7 @@
 // Symbol tables of each entry layout written out by hand, which the writer's test expects it
 // to make and the reader's test expects it to decode, so that an idea of the layout both share
 // cannot pass unnoticed. Two modules of version 1.2.3 in mode 5: "abc" with values at offset 0
-// taking 2 bytes, "second" at offset 2 taking 1.
+// taking 2 bytes, "second" behind them, on the next 8-byte boundary in 8-byte layouts, taking 1.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +20,7 @@ struct GoldenSymbolTable {
     size_t declaredSize;       // bytes per entry as the section size counts them
     bool reserved;             // 8 unused bytes behind the version
     bool duplicateId;          // a trailing duplicate id, the entry's own id here
+    uint32_t secondOffset = 0;
     std::vector<uint8_t> bytes = {};
 };
 
@@ -38,8 +39,9 @@ inline std::vector<GoldenSymbolTable> GoldenSymbolTables() {
     };
     for (GoldenSymbolTable& table : tables) {
         const size_t word = table.alignment == 8 ? 8 : 4;
+        table.secondOffset = table.alignment == 8 ? 8 : 2;
         Expected bytes;
-        for (const Entry& e : {Entry{1, "abc", 0, 2}, Entry{2, "second", 2, 1}}) {
+        for (const Entry& e : {Entry{1, "abc", 0, 2}, Entry{2, "second", table.secondOffset, 1}}) {
             bytes.Le(e.id, word).Text(e.pName, 32).Le(kGoldenModuleVersion, 8);
             bytes.Zeros(table.reserved ? 8 : 0).Le(5, word).Le(e.offset, word).Le(e.length, word);
             bytes.Le(e.id, table.duplicateId ? 4 : 0);

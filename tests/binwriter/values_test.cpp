@@ -1,10 +1,12 @@
-// Module values as generated loaders read them, composed with ValueWriter.
+// Module values as generated loaders read them, composed with ValueWriter, and duplicates
+// stored once.
 #include <gtest/gtest.h>
 
 #include "binwriter/tuning_binary_builder.h"
 #include "binwriter/value_writer.h"
 #include "expected_bytes.h"
 
+using binwriter::SymbolEntry;
 using binwriter::TuningBinaryBuilder;
 using binwriter::ValueWriter;
 using binwriter::Version;
@@ -13,11 +15,11 @@ using binwriter_test::kDataTable;
 using binwriter_test::kDataBlock;
 using binwriter_test::kSymbolTable;
 using binwriter_test::FindSection;
+using binwriter_test::ReadLe;
 using binwriter_test::ReadSections;
 using binwriter_test::Slice;
 
 namespace {
-
 
 TEST(BinaryWriterValues, ScalarsTakeSlotsAndFixedArraysArePacked) {
     struct Case {
@@ -94,25 +96,36 @@ TEST(BinaryWriterValues, EqualValuesShareAnEntryAndFormAGroupWhereASiteRepeats) 
               Expected().Le(1, 4).Le(0, 4).Le(1, 4).Le(1, 4).Le(2, 4).Le(0, 4).Le(1, 4).Le(1, 4)
                   .Le(3, 4).Le(1, 4).Le(2, 4).Le(3, 4).Le(4, 4).Le(3, 4).Le(1, 4).Le(4, 4)
                   .Bytes());
+}
 
-    // A fixed target also serves values that differ only in naming another entry of equal
-    // values, and none serves values that differ elsewhere.
-    TuningBinaryBuilder tree({4, 0, 0});
-    tree.AddPointerTargetAt(1, {5});
-    tree.AddPointerTargetAt(2, {5});
-    tree.AddPointerTargetAt(3, {9, 2, 0, 0, 0});
-    tree.SetShareEqualValues(true);
-    EXPECT_EQ(tree.AddSharedTarget({5}, std::nullopt), 1u);
-    EXPECT_EQ(tree.AddSharedTarget({9, 1, 0, 0, 0}, std::nullopt, {1}), 3u);
-    EXPECT_EQ(tree.AddSharedTarget({8, 1, 0, 0, 0}, std::nullopt, {1}), 4u);
-
-    // Without duplicate ids there is no group to make.
-    TuningBinaryBuilder older({3, 0, 0});
-    older.SetShareEqualValues(true);
-    EXPECT_EQ(older.AddSharedTarget({1}, "site"), 1u);
-    EXPECT_EQ(older.AddSharedTarget({1}, "site"), 1u);
-    EXPECT_EQ(older.AddPointerTarget({2}), 2u);
+TEST(BinaryWriterValues, DuplicateGroupsShareOneStoredCopy) {
+    struct Case {
+        Version version;
+        size_t entrySize;
+        std::vector<uint32_t> offsets;
+    };
+    // Only versions with duplicate ids share; a differing copy in a group keeps its own.
+    const Case cases[] = {{{4, 0, 0}, 60, {0, 0, 4, 6}}, {{3, 0, 1}, 56, {0, 4, 8, 10}}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.entrySize);
+        TuningBinaryBuilder builder(c.version);
+        builder.AddModule("a", {1, 0, 0}, 0, {1, 2, 3, 4});
+        builder.AddSymbol(SymbolEntry{"b", {1, 0, 0}, 0, {1, 2, 3, 4}, 1u, {}});
+        builder.AddSymbol(SymbolEntry{"c", {1, 0, 0}, 0, {9, 9}, 1u, {}});
+        builder.AddModule("d", {1, 0, 0}, 0, {1, 2, 3, 4});
+        const std::vector<uint8_t> binary = builder.Build();
+        const auto symbols = FindSection(ReadSections(binary, 168, 2, 4), kSymbolTable);
+        constexpr size_t kOffsetField = 48;
+        for (size_t i = 0; i < c.offsets.size(); ++i) {
+            EXPECT_EQ(ReadLe(binary, symbols.offset + i * c.entrySize + kOffsetField, 4),
+                      c.offsets[i]) << "entry " << i + 1;
+        }
+        if (c.entrySize == 60) {
+            constexpr size_t kDuplicateField = 56;
+            EXPECT_EQ(ReadLe(binary, symbols.offset + 1 * 60 + kDuplicateField, 4), 1u);
+            EXPECT_EQ(ReadLe(binary, symbols.offset + 3 * 60 + kDuplicateField, 4), 4u);
+        }
+    }
 }
 
 }  // namespace
-

@@ -37,7 +37,7 @@ TEST(SymbolEntryLayout, GoldenTablesOfEachLayoutDecodeFieldByField) {
         ASSERT_TRUE(table.Find(entry, 2, true));
         EXPECT_EQ(entry.GetId(), 2u);
         EXPECT_EQ(entry.GetDuplicateId(), 2u);
-        EXPECT_EQ(entry.GetData(), pData + 2);
+        EXPECT_EQ(entry.GetData(), pData + golden.secondOffset);
         EXPECT_EQ(entry.GetLength(), 1u);
 
         ASSERT_EQ(table.GetModules().Count(), 2u);
