@@ -69,6 +69,10 @@ int32_t* TuningTestModule::Field(const char* pPath) {
 }
 
 bool TuningTestModule::GetValue(const char* pPath, char* pValue, unsigned int size) {
+    if (pPath != nullptr && std::strcmp(pPath, "label") == 0) {
+        std::snprintf(pValue, size, "%s", Label.c_str());
+        return true;
+    }
     const int32_t* pField = Field(pPath);
     if (pField == nullptr) {
         return false;
@@ -78,6 +82,11 @@ bool TuningTestModule::GetValue(const char* pPath, char* pValue, unsigned int si
 }
 
 bool TuningTestModule::SetValue(const char* pPath, const char* pValue) {
+    if (pPath != nullptr && std::strcmp(pPath, "label") == 0) {
+        Label = pValue;
+        ++Modified;
+        return true;
+    }
     int32_t* pField = Field(pPath);
     char* pEnd = nullptr;
     const long value = std::strtol(pValue, &pEnd, 10);

@@ -24,7 +24,8 @@ public:
     ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;
     bool LoadModule(ParameterFileSymbolTable* pSymbolTable) override;
     void UnloadModule() override { Loaded = false; }
-    // Fields "gain" and "curve[0]" to "curve[64]", signed integers.
+    // Fields "gain" and "curve[0]" to "curve[64]", signed integers, and "label", any text,
+    // the empty one too.
     bool GetValue(const char* pPath, char* pValue, unsigned int size) override;
     bool SetValue(const char* pPath, const char* pValue) override;
     bool GetInfo(const char* pPath, PList<ParameterParserInfo>& info) override;
@@ -32,6 +33,7 @@ public:
     uint32_t ModuleID = 0;
     int32_t Gain = 0;
     int32_t Curve[kCurveSize] = {};
+    std::string Label;
 
 private:
     int32_t* Field(const char* pPath);

@@ -46,38 +46,6 @@ std::vector<uint16_t> Commands(tuningclient::TuningClient& client, size_t expect
     return commands;
 }
 
-// The client's side of the layout alone: sizes at the limit, IDs, and responses too short for
-// their fixed fields.
-TEST(LiveTuningStream, ClientEncodesUpToTheLimitAndParsesOnlyWholeFields) {
-    const Bytes atLimit = tuningclient::EncodeRequest(Command::Custom, 0x0A0B0C0D,
-                                                      Bytes(tuningclient::kMaxPacket - 10, 7));
-    ASSERT_EQ(atLimit.size(), tuningclient::kMaxPacket);
-    EXPECT_EQ(Bytes(atLimit.begin(), atLimit.begin() + 10),
-              Join(Header(8, 0xFFFF), Bytes{0x0D, 0x0C, 0x0B, 0x0A}));
-    EXPECT_TRUE(tuningclient::EncodeRequest(Command::Custom, 1,
-                                            Bytes(tuningclient::kMaxPacket - 9, 7))
-                    .empty());
-    EXPECT_EQ(tuningclient::EncodeRequest(Command::Info, 5, Bytes{}).size(), 10u);
-
-    tuningclient::Response info{0, Join(Header(0, 17), {1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 0})};
-    const auto device = tuningclient::ParseDeviceInfo(info);
-    ASSERT_TRUE(device.has_value());
-    EXPECT_EQ(device->version, 1);
-    EXPECT_EQ(device->handle, 0x0807060504030201u);
-    EXPECT_EQ(device->name, "");
-    info.bytes.pop_back();
-    EXPECT_FALSE(tuningclient::ParseDeviceInfo(info).has_value());
-
-    tuningclient::Response custom{8, Join(Header(8, 13), {9, 0, 0, 0, 0x34, 0x12, 0x55})};
-    const auto result = tuningclient::ParseCustom(custom);
-    ASSERT_TRUE(result.has_value());
-    EXPECT_EQ(result->result, 0x1234);
-    EXPECT_EQ(result->data, Bytes{0x55});
-    EXPECT_EQ(custom.Id(), 9u);
-    custom.command = 0;
-    EXPECT_FALSE(tuningclient::ParseCustom(custom).has_value());
-}
-
 TEST(LiveTuningStream, SplitJoinedAndOversizedPacketsAreFramed) {
     Served served;
     tuningclient::TuningClient& client = served.client;
