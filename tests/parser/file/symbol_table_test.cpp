@@ -17,7 +17,6 @@
 namespace {
 
 using namespace symbol_table_test;
-using Messages = std::vector<std::string>;
 using parser_test::CountLogged;
 using binwriter_test::Section;
 
@@ -117,22 +116,19 @@ TEST(SymbolTable, WriterTablesOfEveryLayoutLoadFromMemoryAndFromAFile) {
     }
 }
 
-TEST(SymbolTable, MalformedTablesAreRefusedWithTheirMessages) {
+TEST(SymbolTable, MalformedTablesAreRefused) {
     Binary binary({4, 0, 0});
     Section symbols = binary.sections[0];
     auto* pBytes = binary.bytes.data();
     auto length = static_cast<unsigned int>(binary.bytes.size());
     struct Case {
         unsigned int symbolSize, symbolOffset, dataTableSize, dataTableOffset;
-        Messages errors;
+        const char* pError;
     };
     const Case cases[] = {
-        {119, symbols.offset, 0, 0, {"[ERROR] Invalid symbol table size: 119, expected: 60\n"}},
-        {120, symbols.offset, 17, 8, {"[ERROR] Invalid data table size: 17, expected: 16\n"}},
-        {120, length - 60, 0, 0,
-         {"[ERROR] Failed to read 120 bytes from binary file offset " +
-              std::to_string(length - 60) + ", length " + std::to_string(length) + "\n",
-          "[ERROR] Failed to read symbol table from binary file\n"}},
+        {119, symbols.offset, 0, 0, "Invalid symbol table size: 119, expected: 60"},
+        {120, symbols.offset, 17, 8, "Invalid data table size: 17, expected: 16"},
+        {120, length - 60, 0, 0, "Failed to read symbol table from binary file"},
     };
     for (const Case& c : cases) {
         TestSetManager setManager;
@@ -141,7 +137,7 @@ TEST(SymbolTable, MalformedTablesAreRefusedWithTheirMessages) {
         EXPECT_FALSE(table.Load(pBytes, length, nullptr, nullptr, 0, c.symbolSize,
                                 c.symbolOffset, c.dataTableSize, c.dataTableOffset, 4, 8,
                                 nullptr, 1));
-        EXPECT_EQ(Lines(capture, "[ERROR]"), c.errors);
+        EXPECT_EQ(CountLogged(capture, "[ERROR]", c.pError), 1) << c.pError;
     }
 
     // Values that run past the buffer fail the table.
