@@ -57,8 +57,10 @@ uint32_t UpdateBySlicing(uint32_t crc, const uint8_t* pData, size_t length) {
     return crc;
 }
 
-uint32_t Compute(const uint8_t* pData, size_t length) {
-    return ~ChosenKernel()(0xFFFFFFFFu, pData, length);
+uint32_t Compute(const uint8_t* pData, size_t length) { return Extend(0, pData, length); }
+
+uint32_t Extend(uint32_t previous, const uint8_t* pData, size_t length) {
+    return ~ChosenKernel()(~previous, pData, length);
 }
 
 uint32_t ComputeBySlicing(const uint8_t* pData, size_t length) {

@@ -30,6 +30,11 @@ inline constexpr std::array<uint32_t, 256> kLookupTable = MakeLookupTable();
 // slicing elsewhere.
 uint32_t Compute(const uint8_t* pData, size_t length);
 
+// The CRC of bytes whose first part had the CRC `previous`, given the `length` bytes at `pData`
+// that follow it: Extend(Compute(a), b) is the CRC of a followed by b, and Extend(0, ...) is
+// Compute. It lets a file be checked piece by piece.
+uint32_t Extend(uint32_t previous, const uint8_t* pData, size_t length);
+
 // The same CRC by table slicing alone, which every processor runs.
 uint32_t ComputeBySlicing(const uint8_t* pData, size_t length);
 

@@ -264,18 +264,14 @@ int ParameterBinaryFile::Reference(int adjust) {
     return m_referenceCount;
 }
 
-bool ParameterBinaryFile::ValidateCRC(unsigned char* pBuffer, unsigned int length,
-                                      IParameterLoggingAPI* pLogging) {
-    if (pBuffer == nullptr || length < kCrcMinLength) {
-        ParameterLogging::Write(pLogging, ParameterLogging::Error, __FILE__, __LINE__,
-                                "Binary file CRC validation failed. Buffer too small\n");
-        return false;
-    }
-    uint32_t computed = ParameterCrc32::Compute(pBuffer, length - 4);
-    const unsigned char* pStored = pBuffer + length - 4;
-    uint32_t stored = static_cast<uint32_t>(pStored[0]) | static_cast<uint32_t>(pStored[1]) << 8 |
-                      static_cast<uint32_t>(pStored[2]) << 16 |
-                      static_cast<uint32_t>(pStored[3]) << 24;
+namespace {
+
+uint32_t LittleEndian32(const unsigned char* pBytes) {
+    return static_cast<uint32_t>(pBytes[0]) | static_cast<uint32_t>(pBytes[1]) << 8 |
+           static_cast<uint32_t>(pBytes[2]) << 16 | static_cast<uint32_t>(pBytes[3]) << 24;
+}
+
+bool CrcMatches(uint32_t computed, uint32_t stored, IParameterLoggingAPI* pLogging) {
     if (computed != stored) {
         ParameterLogging::Write(pLogging, ParameterLogging::Error, __FILE__, __LINE__,
                                 "Binary file CRC validation failed. Expected: %8x, Actual: %8x\n",
@@ -285,19 +281,64 @@ bool ParameterBinaryFile::ValidateCRC(unsigned char* pBuffer, unsigned int lengt
     return true;
 }
 
-void ParameterBinaryFile::ValidateCRC() {
-    ParameterMutexLock lock(&m_lock, false);
-    unsigned char* pData = nullptr;
-    // A file too short for a CRC is reported as such by the buffer check, not as a failed read.
-    if (m_fileSize >= kCrcMinLength) {
-        pData = Read(0, m_fileSize);
-        if (pData == nullptr) {
-            m_crcValid = false;
-            return;
-        }
+bool LogTooSmall(IParameterLoggingAPI* pLogging) {
+    ParameterLogging::Write(pLogging, ParameterLogging::Error, __FILE__, __LINE__,
+                            "Binary file CRC validation failed. Buffer too small\n");
+    return false;
+}
+
+}  // namespace
+
+bool ParameterBinaryFile::ValidateCRC(unsigned char* pBuffer, unsigned int length,
+                                      IParameterLoggingAPI* pLogging) {
+    if (pBuffer == nullptr || length < kCrcMinLength) {
+        return LogTooSmall(pLogging);
     }
-    m_crcValid = ValidateCRC(pData, m_fileSize, m_pLogging);
-    ZyraFree(pData);
+    return CrcMatches(ParameterCrc32::Compute(pBuffer, length - 4),
+                      LittleEndian32(pBuffer + length - 4), pLogging);
+}
+
+bool ParameterBinaryFile::ComputeFileCrc(unsigned char* pPiece, unsigned int pieceBytes,
+                                         unsigned int length, uint32_t* pCrc) {
+    // The buffer holds the first piece already.
+    unsigned int position = length < pieceBytes ? length : pieceBytes;
+    uint32_t crc = ParameterCrc32::Extend(0, pPiece, position);
+    while (position < length) {
+        const unsigned int start = position;
+        const unsigned int count = length - position < pieceBytes ? length - position : pieceBytes;
+        if (!Read(pPiece, 0, &position, count, 1)) {
+            return false;
+        }
+        crc = ParameterCrc32::Extend(crc, pPiece, position - start);
+    }
+    *pCrc = crc;
+    return true;
+}
+
+bool ParameterBinaryFile::ValidateCRC() {
+    ParameterMutexLock lock(&m_lock, false);
+    // A file too short for a CRC is reported as such by the buffer check, not as a failed read.
+    if (m_fileSize < kCrcMinLength) {
+        m_crcValid = LogTooSmall(m_pLogging);
+        return m_crcValid;
+    }
+    // A file that fits in one piece is read whole, as before; a larger one piece by piece,
+    // then its stored CRC on its own.
+    const bool whole = m_fileSize <= kCrcPieceBytes;
+    const unsigned int pieceBytes = whole ? m_fileSize : kCrcPieceBytes;
+    unsigned char* pPiece = Read(0, pieceBytes);
+    uint32_t computed = 0;
+    unsigned int tail = 0;
+    m_crcValid = false;
+    if (pPiece != nullptr && ComputeFileCrc(pPiece, pieceBytes, m_fileSize - 4, &computed)) {
+        const unsigned char* pStored = pPiece + m_fileSize - 4;
+        if (!whole) {
+            pStored = Read(pPiece, m_fileSize - 4, &tail, 4, 1) ? pPiece : nullptr;
+        }
+        m_crcValid = pStored != nullptr && CrcMatches(computed, LittleEndian32(pStored), m_pLogging);
+    }
+    ZyraFree(pPiece);
+    return m_crcValid;
 }
 
 bool ParameterBinaryFile::Reload() {

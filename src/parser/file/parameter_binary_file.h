@@ -40,7 +40,11 @@ public:
     // Whether the last four bytes hold, little-endian, the CRC-32 of all bytes before them.
     static bool ValidateCRC(unsigned char* pBuffer, unsigned int length,
                             IParameterLoggingAPI* pLogging);
-    void ValidateCRC();
+    // The same check on the file as it is now, read piece by piece through one buffer of at
+    // most kCrcPieceBytes, so that a large file costs no allocation of its size. Sets and
+    // returns IsCrcValid.
+    bool ValidateCRC();
+    static constexpr unsigned int kCrcPieceBytes = 1u << 20;
 
     // Starts over on the file as it is now: forgets references and the modified state,
     // checks the CRC and leaves the stream closed. Returns whether the CRC is good.
@@ -67,6 +71,10 @@ private:
     // One seek and read of the stream; logs what failed.
     bool ReadAttempt(unsigned char* pValue, unsigned int offset, unsigned int position,
                      unsigned long count);
+    // CRC of the first `length` bytes of the file, read through `pPiece` of `pieceBytes`, which
+    // holds the first piece already.
+    bool ComputeFileCrc(unsigned char* pPiece, unsigned int pieceBytes, unsigned int length,
+                        uint32_t* pCrc);
 
     FILE* m_pFile = nullptr;
     uint32_t m_fileSize = 0;

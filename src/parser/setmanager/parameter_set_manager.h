@@ -96,6 +96,11 @@ public:
     bool LoadBinaryParameters(unsigned char* pBuffer, unsigned long length);
     bool ReadHeader(unsigned char* pBuffer, unsigned int length, unsigned int* pPosition,
                     unsigned int* pSectionTableOffset, unsigned char* pAlignment);
+    // ReadHeader without the CRC: the fields from the `length` bytes at `pBuffer`, judged
+    // against a binary of `binaryLength` bytes.
+    bool ReadHeaderFields(unsigned char* pBuffer, unsigned int length, unsigned int binaryLength,
+                          unsigned int* pPosition, unsigned int* pSectionTableOffset,
+                          unsigned char* pAlignment);
     bool ReadSectionInfo(unsigned char* pBuffer, unsigned int length, unsigned int* pPosition,
                          unsigned char alignment);
     bool ReadSections(unsigned char* pBuffer, unsigned int length, const char* pFileName,
@@ -269,10 +274,11 @@ private:
     // good. A formatted refusal is composed in the error text itself. A version below the
     // mode tree version only records its warning.
     const char* JudgeHeader(const char* pTag, uint32_t headerSize, unsigned int length);
-    // Reads the header from the whole file, then the sections from its first bytes, keeping
-    // to the file for everything else.
-    void LoadOnDemand(const char* pFileName, ParameterBinaryFile* pFile, unsigned char* pBuffer,
-                      unsigned int fileSize);
+    // Reads the header from `pHeader`, the first `headerLength` bytes of the file (which it
+    // frees), checks the file's CRC again, then reads the sections from the file's first
+    // bytes, keeping to the file for everything else.
+    void LoadOnDemand(const char* pFileName, ParameterBinaryFile* pFile, unsigned char* pHeader,
+                      unsigned int headerLength);
     void LogLoadCompleted();
     // The buffer load without starting the worker, which the file load shares.
     bool LoadBinaryBuffer(unsigned char* pBuffer, unsigned long length);

@@ -50,6 +50,20 @@ unsigned char AlignmentOf(const VersionUnion& version) {
 bool ParameterSetManager::ReadHeader(unsigned char* pBuffer, unsigned int length,
                                      unsigned int* pPosition, unsigned int* pSectionTableOffset,
                                      unsigned char* pAlignment) {
+    if (!ReadHeaderFields(pBuffer, length, length, pPosition, pSectionTableOffset, pAlignment)) {
+        return false;
+    }
+    if (!ParameterBinaryFile::ValidateCRC(pBuffer, length, this)) {
+        SetError(m_errorText);
+        return false;
+    }
+    return true;
+}
+
+bool ParameterSetManager::ReadHeaderFields(unsigned char* pBuffer, unsigned int length,
+                                           unsigned int binaryLength, unsigned int* pPosition,
+                                           unsigned int* pSectionTableOffset,
+                                           unsigned char* pAlignment) {
     BinaryFieldReader reader(pBuffer, length, *pPosition, this, kFieldReadFailure);
     char* pTag = reader.ReadText(kHeaderTagWidth);
     uint32_t headerSize = 0;
@@ -85,14 +99,10 @@ bool ParameterSetManager::ReadHeader(unsigned char* pBuffer, unsigned int length
     *pSectionTableOffset = sectionTableOffset;
     *pAlignment = AlignmentOf(m_binaryVersion);
 
-    const char* pError = good ? JudgeHeader(pTag, headerSize, length) : kGeneralHeaderError;
+    const char* pError = good ? JudgeHeader(pTag, headerSize, binaryLength) : kGeneralHeaderError;
     ZyraFree(pTag);
     if (pError != nullptr) {
         SetError(pError);
-        return false;
-    }
-    if (!ParameterBinaryFile::ValidateCRC(pBuffer, length, this)) {
-        SetError(m_errorText);
         return false;
     }
     return true;
@@ -310,11 +320,14 @@ bool ParameterSetManager::LoadBinaryParameters(const char* pFileName) {
         return m_valid;
     }
     const unsigned int fileSize = pFile->FileSize();
-    unsigned char* pBuffer = pFile->Read(0, fileSize);
+    // On demand only the header is needed from this read: the CRC is checked on the file.
+    const unsigned int readSize =
+        m_onDemand && fileSize > kOnDemandHeaderSize ? kOnDemandHeaderSize : fileSize;
+    unsigned char* pBuffer = pFile->Read(0, readSize);
     if (pBuffer == nullptr) {
         SetError("Unable to allocate space to read binary file");
     } else if (m_onDemand) {
-        LoadOnDemand(pFileName, pFile, pBuffer, fileSize);
+        LoadOnDemand(pFileName, pFile, pBuffer, readSize);
     } else {
         LoadBinaryBuffer(pBuffer, fileSize);
         ZyraFree(pBuffer);
@@ -335,14 +348,20 @@ bool ParameterSetManager::LoadBinaryParameters(const char* pFileName) {
 }
 
 void ParameterSetManager::LoadOnDemand(const char* pFileName, ParameterBinaryFile* pFile,
-                                       unsigned char* pBuffer, unsigned int fileSize) {
+                                       unsigned char* pHeader, unsigned int headerLength) {
     unsigned int position = 0;
     unsigned int sectionTableOffset = 0;
     unsigned char alignment = 1;
+    const unsigned int fileSize = pFile->FileSize();
     Zyra::OsUtils::StrLCpy(m_fileName, pFileName, sizeof(m_fileName));
-    const bool headerRead =
-        ReadHeader(pBuffer, fileSize, &position, &sectionTableOffset, &alignment);
-    ZyraFree(pBuffer);
+    bool headerRead = ReadHeaderFields(pHeader, headerLength, fileSize, &position,
+                                       &sectionTableOffset, &alignment);
+    ZyraFree(pHeader);
+    // The CRC once more, as a load from memory takes it, but read from the file piece by piece.
+    if (headerRead && !pFile->ValidateCRC()) {
+        SetError(m_errorText);
+        headerRead = false;
+    }
     if (!headerRead) {
         return;
     }
