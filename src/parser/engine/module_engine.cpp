@@ -58,13 +58,18 @@ bool LoadFromEntry(ParameterModule& instance, const ModuleDescriptor& module, ui
     return false;
 }
 
-// The bytes of `entry` into a new block that the module owns.
+// The bytes of `entry` into a block that the module owns: the entry's own block when it
+// read them from a file, else a copy.
 bool CopyEntryBytes(const ParameterModule& instance, const ModuleDescriptor& module,
-                    const ParameterFileSymbolTableEntry& entry, uint32_t& size,
-                    uint8_t*& pBytes) {
+                    ParameterFileSymbolTableEntry& entry, uint32_t& size, uint8_t*& pBytes) {
     const uint32_t length = entry.GetLength();
     if (length > 0 && entry.GetData() == nullptr) {
         return false;
+    }
+    if (uint8_t* pOwned = entry.ReleaseOwnedData()) {
+        pBytes = pOwned;
+        size = length;
+        return true;
     }
     // One byte at least, so that an empty entry still has bytes to point to.
     auto* pCopy =

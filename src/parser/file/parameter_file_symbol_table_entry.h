@@ -87,6 +87,15 @@ public:
     uint32_t GetId() const { return m_id; }
     uint32_t GetDuplicateId() const { return m_duplicateId; }
     const unsigned char* GetData() const { return m_pData; }
+    // Hands the values this entry read from a file to the caller, who frees them with
+    // ZyraFree; the entry goes on viewing them. Null when the entry only views its values.
+    unsigned char* ReleaseOwnedData() {
+        if (!m_ownsData) {
+            return nullptr;
+        }
+        m_ownsData = false;
+        return m_pData;
+    }
     uint32_t GetLength() const { return m_length; }
     uint32_t GetPosition() const { return m_position; }
     ModuleData* GetModuleData() const { return m_pModuleData; }
