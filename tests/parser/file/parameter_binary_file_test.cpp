@@ -139,6 +139,27 @@ TEST_F(ParameterBinaryFileTest, RefusesMissingOverlongAndTooShortFiles) {
     EXPECT_EQ(CountLogged(capture, "[ERROR]", "CRC validation failed. Expected: "), 1);
 }
 
+// Files around the size of the check's read buffer: whole, with the stored CRC beyond the
+// last piece, and over several pieces; a flipped byte anywhere, stored CRC included, fails.
+TEST_F(ParameterBinaryFileTest, ChecksTheCrcOfLargeFilesPieceByPiece) {
+    const unsigned int piece = ParameterBinaryFile::kCrcPieceBytes;
+    uint32_t seed = 20261125;
+    for (unsigned int fileSize : {piece, piece + 1, piece + 4, 2 * piece + 7}) {
+        std::string payload(fileSize - 4, '\0');
+        for (char& byte : payload) {
+            seed = seed * 1103515245u + 12345u;
+            byte = static_cast<char>(seed >> 24);
+        }
+        std::string bytes = WithCrc(payload);
+        const ParameterBinaryFile good(m_dir.Write("large.bin", bytes).c_str(), nullptr, true);
+        EXPECT_TRUE(good.IsCrcValid()) << fileSize;
+        seed = seed * 1103515245u + 12345u;
+        bytes[seed % fileSize] ^= 0x10;
+        const ParameterBinaryFile bad(m_dir.Write("large.bin", bytes).c_str(), nullptr, true);
+        EXPECT_FALSE(bad.IsCrcValid()) << fileSize << " flipped at " << seed % fileSize;
+    }
+}
+
 TEST_F(ParameterBinaryFileTest, RetriesAFailedStreamReadByReopening) {
     zyra_test::LogCapture capture;
     FlakyBinaryFile onceFlaky(m_path.c_str(), 1);
