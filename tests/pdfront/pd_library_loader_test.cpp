@@ -2,12 +2,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <filesystem>
 #include <map>
 #include <string>
+#include <vector>
+
+#include "fake_pd_algo.h"
 
 #include "pd_test_support.h"
+#include "temp_dir.h"
 
 namespace pd_test {
 namespace {
@@ -20,9 +29,93 @@ constexpr const char* kDefault = "com.ovi.stats.pdlib";
 constexpr const char* kStatic = "com.ovistatic.stats.pdlib";
 VEXPDLib* const kUntouched = reinterpret_cast<VEXPDLib*>(uintptr_t{0xDEAD0});
 
-std::string Loaded(const std::string& path, const char* pEntry = "VexPDLibraryEntry") {
+// The control of the fake algorithm library mapped with `handle`.
+fake_pd::Control* ControlOf(void* handle) {
+    void* pControl = handle != nullptr ? dlsym(handle, "FakePdAlgo_Control") : nullptr;
+    EXPECT_NE(pControl, nullptr) << "not a fake algorithm library";
+    return pControl != nullptr ? reinterpret_cast<fake_pd::PFNControl>(pControl)() : nullptr;
+}
+
+constexpr const char* kComponentsFolder = "/usr/lib/camera/components/";
+
+// A fresh system root, named in ZYRA_SYSROOT while in scope, and the fake algorithm libraries
+// installed in it by name. Its files stay until the process ends: dlopen matches libraries by
+// file identity, and a removed file's inode could be reused by a later copy and be taken for a
+// library that is still mapped.
+class FakeSysroot : public std::map<std::string, fake_pd::Control*> {
+public:
+    FakeSysroot(std::initializer_list<const char*> names) {
+        static zyra_test::TempDir processRoot;  // removed at exit
+        static unsigned next = 0;
+        m_root = processRoot.File("sysroot" + std::to_string(next++));
+        setenv("ZYRA_SYSROOT", m_root.c_str(), 1);
+        for (const char* pName : names) {
+            Algo(kComponentsFolder, pName);
+        }
+    }
+    ~FakeSysroot() { unsetenv("ZYRA_SYSROOT"); }
+
+    // Copies the module to <root><folder><name>.so.0 and returns that path.
+    std::string Install(const std::string& folder, const std::string& name,
+                        const char* pModule = PD_FAKE_ALGO_MODULE) const {
+        const std::string path = m_root + folder + name + ".so.0";
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        std::filesystem::copy_file(pModule, path,
+                                   std::filesystem::copy_options::overwrite_existing);
+        return path;
+    }
+    // Installs and maps a fake algorithm library, and keeps its control under its name.
+    void Algo(const std::string& folder, const std::string& name) {
+        void* handle = dlopen(Install(folder, name).c_str(), RTLD_NOW | RTLD_LOCAL);
+        EXPECT_NE(handle, nullptr) << dlerror();
+        (*this)[name] = ControlOf(handle);
+    }
+    uint32_t Creates() const {  // instances asked for, over all libraries
+        uint32_t calls = 0;
+        for (const auto& library : *this) {
+            calls += library.second->createCalls;
+        }
+        return calls;
+    }
+
+private:
+    std::string m_root;
+};
+
+// A PDLibCreateParamList over entries that it owns.
+class CreateParamList {
+public:
+    CreateParamList& Entry(uint32_t type, const void* pParam, uint32_t size) {
+        m_entries.push_back(PDLibParamEntry{});
+        m_entries.back().type = type;
+        m_entries.back().pParam = const_cast<void*>(pParam);
+        m_entries.back().size = size;
+        return *this;
+    }
+    CreateParamList& Name(const char* pName, uint32_t size = 0) {  // 0: length with terminator
+        return Entry(PDLibCreateParamTypeLibName, pName,
+                     size != 0 ? size : static_cast<uint32_t>(std::strlen(pName) + 1));
+    }
+    CreateParamList& Camera(uint32_t cameraId) {
+        m_cameras.push_back(PDLibCameraInfo{{}, cameraId});
+        return Entry(PDLibCreateParamTypeCameraInfo, &m_cameras.back(), sizeof(PDLibCameraInfo));
+    }
+    const PDLibCreateParamList* Get() {
+        m_list.pParams = m_entries.empty() ? nullptr : m_entries.data();
+        m_list.count = static_cast<uint32_t>(m_entries.size());
+        return &m_list;
+    }
+
+private:
+    std::deque<PDLibCameraInfo> m_cameras;
+    std::vector<PDLibParamEntry> m_entries;
+    PDLibCreateParamList m_list{};
+};
+
+
+std::string Loaded(const std::string& path) {
     return Direct("[ VERB]", kFile, 129, "LoadPDLib",
-                  "Loaded Algorithm Lib: " + path + " Entry function " + pEntry);
+                  "Loaded Algorithm Lib: " + path + " Entry function VexPDLibraryEntry");
 }
 
 // Whether both tables are zero, but for the first table's slot `except`.
@@ -36,22 +129,6 @@ bool SlotsZero(uint32_t except = Zyra::MaxNumCameras) {
     }
     return true;
 }
-
-// Fake libraries by name, installed in the components folder, and their create calls.
-struct Libraries : std::map<std::string, fake_pd::Control*> {
-    Libraries(const FakeSysroot& sysroot, std::initializer_list<const char*> names) {
-        for (const char* pName : names) {
-            (*this)[pName] = sysroot.Algo(pName);
-        }
-    }
-    uint32_t Creates() const {
-        uint32_t calls = 0;
-        for (const auto& library : *this) {
-            calls += library.second->createCalls;
-        }
-        return calls;
-    }
-};
 
 using LoaderTest = PdFrontTest;
 
@@ -71,38 +148,26 @@ TEST_F(LoaderTest, CreatePDLibWrapperLoadsTheNamedLibraryIntoTheCamerasSlot) {
              l.Entry(1, nullptr, 64).Entry(7, &l, 64);
          },
          1, "second.algo", true, nullptr},
-        {[](CreateParamList& l) { l.Name("abc", 3).Camera(4); }, 4, kDefault, true, nullptr},
         {[](CreateParamList& l) { l.Name("abc", 4).Camera(4); }, 4, "abc", true, nullptr},
-        {[](CreateParamList& l) { l.Camera(12).Camera(9); }, 9, kDefault, true, nullptr},
         {[](CreateParamList& l) { l.Name("vendor.algo").Camera(3); }, 3, "vendor.algo", true,
          nullptr},
         {[](CreateParamList&) {}, 0, nullptr, false, nullptr},
-        {[](CreateParamList& l) { l.Name(kDefault); }, 0, nullptr, false, nullptr},
-        {[](CreateParamList& l) { l.Camera(10); }, 0, nullptr, false, nullptr},
-        {[](CreateParamList& l) { l.Entry(2, nullptr, 8); }, 0, nullptr, false, nullptr},
         {[](CreateParamList& l) { l.Camera(1).Camera(12); }, 0, nullptr, false, nullptr},
         {[](CreateParamList& l) { l.Name("absent").Camera(4); }, 4, nullptr, false, kNotFound},
         {[](CreateParamList& l) { l.Name("noentry").Camera(4); }, 4, "noentry", false, kNotFound},
-        {[](CreateParamList& l) {
-             l.Camera(4);
-             pPDLIBEntryFunctionName = "NoSuchEntry";
-         },
-         4, kDefault, false, kNotFound},
         {[](CreateParamList& l) { l.Name("nocreate").Camera(4); }, 4, "nocreate", false,
          "2 917 CID:[7] PDLIB[CamId:4] create function is NULL pointer"},
     };
-    FakeSysroot sysroot;
-    Libraries libraries(sysroot, {kDefault, "first.algo", "second.algo", "abc", "nocreate"});
+    FakeSysroot libraries({kDefault, "first.algo", "second.algo", "abc", "nocreate"});
     libraries["abc"]->createResult = 3;  // handed back as it is
     libraries["nocreate"]->noCreate = true;
-    libraries["vendor.algo"] = ControlOf(Map(sysroot.Install("/usr/lib/", "vendor.algo")));
-    sysroot.Install("/usr/lib/", kDefault);  // the components folder comes first
-    sysroot.Install(kComponentsFolder, "noentry", Module::kNoEntry);
+    libraries.Algo("/usr/lib/", "vendor.algo");
+    libraries.Install("/usr/lib/", kDefault);  // the components folder comes first
+    libraries.Install(kComponentsFolder, "noentry", PD_FAKE_NOENTRY_MODULE);
     for (size_t index = 0; index < std::size(cases); ++index) {
         const Case& create = cases[index];
         SCOPED_TRACE("case " + std::to_string(index));
         std::memset(g_PDLibWrapper, 0, sizeof(g_PDLibWrapper));
-        pPDLIBEntryFunctionName = "VexPDLibraryEntry";
         m_log.Clear();
         const uint32_t createsBefore = libraries.Creates();
         CreateParamList list;
@@ -113,8 +178,7 @@ TEST_F(LoaderTest, CreatePDLibWrapperLoadsTheNamedLibraryIntoTheCamerasSlot) {
         const std::string folder = create.pLoaded && std::strcmp(create.pLoaded, "vendor.algo") == 0
                                        ? "/usr/lib//"
                                        : kComponentsFolder;
-        EXPECT_EQ(m_log.Texts(), create.pLoaded ? Texts{Loaded(folder + create.pLoaded + ".so.0",
-                                                               pPDLIBEntryFunctionName)}
+        EXPECT_EQ(m_log.Texts(), create.pLoaded ? Texts{Loaded(folder + create.pLoaded + ".so.0")}
                                                 : Texts{});
         EXPECT_EQ(TakeStats(), create.pStats ? Texts{create.pStats} : Texts{});
         EXPECT_TRUE(SlotsZero(create.cameraId));
@@ -132,29 +196,6 @@ TEST_F(LoaderTest, CreatePDLibWrapperLoadsTheNamedLibraryIntoTheCamerasSlot) {
         EXPECT_EQ(pLibrary->lastCreateParams, list.Get());
         EXPECT_EQ(pInstance, &pLibrary->instances[pLibrary->instanceCount - 1]);
     }
-    CreateParamList camera2;
-    PDLibCreateParamList countZero = *camera2.Camera(2).Get();
-    countZero.count = 0;
-    std::memset(g_PDLibWrapper, 0, sizeof(g_PDLibWrapper));
-    EXPECT_EQ(CreatePDLibWrapper(nullptr, &countZero), 0u);
-    EXPECT_TRUE(SlotsZero());
-}
-
-TEST_F(LoaderTest, SecondCreateForACameraMapsAgainOverTheOldHandle) {
-    FakeSysroot sysroot;
-    Libraries libraries(sysroot, {kDefault, "replacement"});
-    VEXPDLib* pInstance = nullptr;
-    ASSERT_EQ(CreatePDLibWrapper(&pInstance, CreateParamList().Camera(1).Get()), 0u);
-    void* pFirstHandle = g_PDLibWrapper[1].libHandle;
-    g_PDLibWrapper[1].callbacks.pReserved = &pInstance;  // the slot is zeroed before the load
-    CreateParamList replacement;
-    ASSERT_EQ(CreatePDLibWrapper(&pInstance, replacement.Name("replacement").Camera(1).Get()), 0u);
-    EXPECT_NE(g_PDLibWrapper[1].libHandle, pFirstHandle);
-    EXPECT_EQ(g_PDLibWrapper[1].callbacks.pReserved, nullptr);
-    EXPECT_EQ(pInstance, &libraries["replacement"]->instances[0]);
-    ASSERT_EQ(CreatePDLibWrapper(&pInstance, CreateParamList().Camera(1).Get()), 0u);
-    EXPECT_EQ(g_PDLibWrapper[1].libHandle, pFirstHandle);
-    EXPECT_EQ(pInstance, &libraries[kDefault]->instances[1]);
 }
 
 // "<letter><line>" of each direct message, as "V690 I706 E837".
@@ -169,7 +210,6 @@ std::string Brief(const Texts& texts) {
 }
 
 TEST_F(LoaderTest, TwoLibraryCreateAnswersOneOnEveryPathAndStoresNothing) {
-    constexpr uint32_t kNone = 10;  // no camera entry
     struct Case {
         bool fresh;          // both tables are zeroed first; else the last case's slots stay
         const char* pName1;  // null: no name entry
@@ -181,29 +221,21 @@ TEST_F(LoaderTest, TwoLibraryCreateAnswersOneOnEveryPathAndStoresNothing) {
     };
     const char* const kMutex = "MaxNumCameras 10 cameraId 3 g_pAFPDlibMutex (nil)";
     const Case cases[] = {
-        {true, nullptr, kNone, "second", "V690 E837", 0,
-         "MaxNumCameras 10 cameraId 10 g_pAFPDlibMutex (nil)"},
         {true, nullptr, 3, "second", "V690 I706 V129 V719 V129 V759 E837", 2, kMutex},
-        // The static name loads an empty slot without the INFO line and reuses a loaded one;
-        // a loaded second slot is kept whatever the name.
+        // The static name loads an empty slot without the INFO line; a loaded second slot is
+        // kept whatever the name.
         {true, kStatic, 3, "second", "V690 V129 V719 V129 V759 E837", 2, kMutex},
-        {false, kStatic, 3, "absent", "V690 E837", 2, kMutex},
         {false, kDefault, 3, "absent", "V690 I706 V129 V719 E837", 2, kMutex},
         {true, "absent", 2, "second", "V690 I706 V719 E728", 0,
          "cameraId 2 PDLIB1 entry function Not found "},
-        {true, "nocreate", 2, "second", "V690 I706 V129 V719 E748", 0,
-         "cameraId 2 PDLIB1 create function is NULL pointer"},
         {true, "noinstance", 2, "second", "V690 I706 V129 V719 W738 E742", 1,
          "cameraId 2 pPDLib1 is NULL pointer"},
-        {true, kDefault, 2, "absent", "V690 I706 V129 V719 V759 E770", 1,
-         "Not found PDLIB2[CamId:2] entry function"},
         {true, kDefault, 2, "nocreate", "V690 I706 V129 V719 V129 V759 E786", 1,
          "PDLIB2[CamId:2] create function is NULL pointer"},
         {true, kDefault, 2, "noinstance", "V690 I706 V129 V719 V129 V759 E780", 2,
          "cameraId 2 pPDLib2 is NULL pointer"},
     };
-    FakeSysroot sysroot;
-    Libraries libraries(sysroot, {kDefault, kStatic, "second", "nocreate", "noinstance"});
+    FakeSysroot libraries({kDefault, kStatic, "second", "nocreate", "noinstance"});
     libraries["nocreate"]->noCreate = true;
     libraries["noinstance"]->noInstance = true;
     libraries["noinstance"]->createResult = 6;
@@ -222,9 +254,7 @@ TEST_F(LoaderTest, TwoLibraryCreateAnswersOneOnEveryPathAndStoresNothing) {
         if (create.pName1 != nullptr) {
             list.Name(create.pName1);
         }
-        if (create.cameraId != kNone) {
-            list.Camera(create.cameraId);
-        }
+        list.Camera(create.cameraId);
         VEXPDLib* pInstance = kUntouched;
         EXPECT_EQ(CreatePDLibWrapperHandleMultiPDLib(&pInstance, list.Get()), 1u);
         EXPECT_EQ(pInstance, kUntouched);
