@@ -93,18 +93,16 @@ protected:
                const std::string& stats) {
         ::testing::ScopedTrace trace(__FILE__, line, "");
         EXPECT_EQ(code, expected);
-        std::string made;
+        std::string made, logged;
         for (const Call& call : g_calls) {
             made += (made.empty() ? "" : "|") + call.what;
         }
-        EXPECT_EQ(made, calls);
-        std::string logged;
-        for (std::string text : TakeStats()) {
-            if (stats.find("CID") == std::string::npos) {
-                text.resize(text.find(" CID"));
-            }
-            logged += (logged.empty() ? "" : "|") + text;
+        const bool exact = stats.find("CID") != std::string::npos;
+        for (const std::string& text : TakeStats()) {
+            logged += (logged.empty() ? "" : "|") +
+                      text.substr(0, exact ? text.npos : text.find(" CID"));
         }
+        EXPECT_EQ(made, calls);
         EXPECT_EQ(logged, stats);
         m_lastCalls = std::exchange(g_calls, {});
     }
@@ -145,8 +143,7 @@ protected:
 };
 
 TEST_F(DispatchTest, NullArgumentsAnswerFiveButGetParamAnswersOne) {
-    EXPECT_DISPATCH(Zyra::PDLibInitialize(nullptr, &m_create), 5, "",
-                    "2 177 CID:[7] Null pointer pPDLib (nil) pCreateParam " + Ptr(&m_create));
+    EXPECT_DISPATCH(Zyra::PDLibInitialize(nullptr, &m_create), 5, "", "2 177");
     EXPECT_DISPATCH(Zyra::PDLibInitialize(m_pAny, nullptr), 5, "", "2 177");
     EXPECT_DISPATCH(Zyra::PDLibProcess(nullptr, &m_input, Output()), 5, "", "2 237");
     EXPECT_DISPATCH(Zyra::PDLibProcess(m_pAny, &m_input, nullptr), 5, "", "2 237");
@@ -170,8 +167,7 @@ TEST_F(DispatchTest, InitializeNeedsBothInstancesAndStopsAtTheFirstFailure) {
     m_create.cameraId = 10;
     EXPECT_DISPATCH(Init(), 1, "", "2 153");
     m_create.cameraId = 3;
-    EXPECT_DISPATCH(Init(), 5, "",
-                    "2 209 CID:[7] Null pointer g_pPDLib1 " + Ptr(Lib(1)) + " g_pPDLib2[3] (nil)");
+    EXPECT_DISPATCH(Init(), 5, "", "2 209");
 }
 
 TEST_F(DispatchTest, ProcessGoesToTheOneInstanceThatTheHardwareBlockChooses) {

@@ -172,6 +172,7 @@ TEST_F(LoaderTest, CreatePDLibWrapperLoadsTheNamedLibraryIntoTheCamerasSlot) {
         const uint32_t createsBefore = libraries.Creates();
         CreateParamList list;
         create.fill(list);
+        g_PDLibWrapper[create.cameraId].callbacks.pReserved = &list;  // the slot is zeroed first
         VEXPDLib* pInstance = kUntouched;
         EXPECT_EQ(CreatePDLibWrapper(&pInstance, list.Get()),
                   create.created ? libraries[create.pLoaded]->createResult : 0u);
@@ -184,6 +185,7 @@ TEST_F(LoaderTest, CreatePDLibWrapperLoadsTheNamedLibraryIntoTheCamerasSlot) {
         EXPECT_TRUE(SlotsZero(create.cameraId));
         PDLibWrapperSlot& slot = g_PDLibWrapper[create.cameraId];
         EXPECT_EQ(slot.libHandle != nullptr, create.pLoaded != nullptr);
+        EXPECT_EQ(slot.callbacks.pReserved == nullptr, create.pLoaded || create.pStats);
         EXPECT_EQ(libraries.Creates(), createsBefore + (create.created ? 1 : 0));
         if (!create.created) {
             EXPECT_EQ(pInstance, kUntouched);

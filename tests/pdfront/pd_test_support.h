@@ -72,10 +72,4 @@ inline std::string Direct(const char* pPrefix, const char* pFile, uint32_t line,
     return head + message;
 }
 
-inline std::string Ptr(const void* pointer) {  // printf's %p
-    char text[32];
-    std::snprintf(text, sizeof(text), "%p", pointer);
-    return text;
-}
-
 }  // namespace pd_test
