@@ -112,7 +112,6 @@ private:
     PDLibCreateParamList m_list{};
 };
 
-
 std::string Loaded(const std::string& path) {
     return Direct("[ VERB]", kFile, 129, "LoadPDLib",
                   "Loaded Algorithm Lib: " + path + " Entry function VexPDLibraryEntry");
@@ -134,7 +133,7 @@ using LoaderTest = PdFrontTest;
 
 TEST_F(LoaderTest, CreatePDLibWrapperLoadsTheNamedLibraryIntoTheCamerasSlot) {
     struct Case {
-        void (*fill)(CreateParamList&);  // may also rename the entry for the case
+        void (*fill)(CreateParamList&);
         uint32_t cameraId;
         const char* pLoaded;  // the library mapped into the slot; null: none
         bool created;         // the library was asked for an instance
