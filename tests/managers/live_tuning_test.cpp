@@ -1,6 +1,6 @@
 // A TuningSetManager serving live tuning over loopback once a written binary is loaded: a
 // client walks a typed tree-form module by path, changes it, and finds an opaque module
-// without fields, or with the fields a run-time schema gives it.
+// without fields.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -86,24 +86,6 @@ TEST(TuningSetManagerLiveTuning, ClientReadsAndChangesTheLoadedModules) {
               trigger + "start=0.25;" + trigger + "end=0.5");
     // An opaque module has no fields to describe.
     EXPECT_EQ(client.Info("Default", "abf21_tfe"), "");
-    client.Close();
-}
-
-TEST(TuningSetManagerLiveTuning, ARunTimeSchemaMakesAnOpaqueModuleTunable) {
-    zyra_test::TempDir dir;
-    dir.Write("abf_2_1_0.schema",
-              "namespace abf_2_1_0\nversion 2.1.0\nmodule lumatrope_abf21Type abf21_tfe\n"
-              "flags reflection\nstruct lumatrope_abf21Type\n  strength UInt8 [4]\nend\n");
-    std::vector<uint8_t> binary = Binary();
-    ServedTuningSetManager manager;
-    ASSERT_TRUE(manager.AddSchemaDirectory(dir.Path().c_str()));
-    ASSERT_TRUE(manager.LoadBinaryParameters(binary.data(), binary.size())) << manager.GetError();
-
-    tuningclient::TuningClient client;
-    ASSERT_TRUE(client.Connect("127.0.0.1", manager.Worker()->Port()));
-    EXPECT_EQ(client.Info("Default", "abf21_tfe"), "strength,UInt8,4");
-    EXPECT_EQ(client.SetValues("Default", "abf21_tfe", "strength[1]=7"), "strength[1]=7");
-    EXPECT_EQ(client.GetValues("Default", "abf21_tfe", "strength"), "strength=1,7,3,4");
     client.Close();
 }
 

@@ -1,17 +1,14 @@
 // Opaque modules through TuningSetManager: read from a written binary, handed out by their
-// accessors with the raw bytes of their entries, and refused on a version mismatch.
+// accessors with the raw bytes of their entries.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "../parser/parser_messages.h"
 #include "abf_2_1_0.h"
 #include "afsoftwarestatelements.h"
 #include "binwriter/tuning_binary_builder.h"
-#include "log_capture.h"
 #include "temp_dir.h"
 #include "tuning_set_manager.h"
 
@@ -29,12 +26,12 @@ struct Written {
 
 // One root mode with abf21_tfe holding `abf`, and the long-named autofocus statistics
 // module under the short form a binary stores.
-Written Binary(const Bytes& abf, binwriter::Version abfVersion = {2, 1, 0}) {
+Written Binary(const Bytes& abf) {
     binwriter::TuningBinaryBuilder builder({5, 0, 0});
     binwriter::ModeRecord root;
     builder.AddMode(root);
     Written written;
-    written.abfId = builder.AddModule("abf21_tfe", abfVersion, 0, abf);
+    written.abfId = builder.AddModule("abf21_tfe", {2, 1, 0}, 0, abf);
     builder.AddModule("AFTuningSoftwareStatistics", {7, 0, 0}, 0, {9, 8});
     written.binary = builder.Build();
     return written;
@@ -84,19 +81,6 @@ TEST(OpaqueModule, AccessorsHandOutTheEntryBytesAndCountReferences) {
     // Opaque modules have no fields to reflect.
     char value[16] = {};
     EXPECT_FALSE(ModuleOf(pLong)->GetValue("anything", value, sizeof(value)));
-}
-
-TEST(OpaqueModule, AnotherVersionInTheBinaryIsRefused) {
-    zyra_test::LogCapture capture;
-    Written written = Binary({1}, {2, 1, 1});
-    TuningSetManager manager;
-    EXPECT_FALSE(manager.LoadBinaryParameters(written.binary.data(), written.binary.size()));
-    EXPECT_EQ(manager.GetModule_abf21_tfe(kRoot, 1, nullptr), nullptr);
-    const std::vector<std::string> messages = parser_test::ParserMessages(capture);
-    EXPECT_NE(std::find(messages.begin(), messages.end(),
-                        "[ERROR] Unable to create lumatrope_abf21TypeClass, binary version "
-                        "(4295032834) does not match source version (65538)\n"),
-              messages.end());
 }
 
 }  // namespace
