@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -466,10 +464,6 @@ private:
         const uint32_t kind = m_choices.Below(100);
         const uint32_t node = AnyNode();
         const uint32_t name = m_choices.Below(2);
-        if (m_trace) {
-            std::fprintf(stderr, "step %u: kind %u node %u name %u, %zu held\n", m_step, kind, node,
-                         name, m_holds.size());
-        }
         if (kind < 25 && !m_holds.empty()) {
             Release(m_choices.Below(static_cast<uint32_t>(m_holds.size())));
         } else if (kind < 33) {
@@ -807,8 +801,6 @@ private:
     std::vector<Hold> m_holds;
     uint32_t m_step = 0;
     std::string m_failure;
-    // ZYRA_MODEL_TRACE prints each step, for replaying a failure.
-    const bool m_trace = std::getenv("ZYRA_MODEL_TRACE") != nullptr;
 };
 
 }  // namespace

@@ -118,15 +118,12 @@ public:
             const uint32_t stride = ParameterEngine::ElementSize(field.element);
             switch (field.kind) {
                 case FieldKind::Inline:
-                    if (field.count == 1 && field.dimCount == 0) {
-                        Element(field.element, pMember, fieldSalt, at);
-                    } else {
-                        for (uint32_t k = 0; k < field.count; ++k) {
-                            Element(field.element, pMember + k * stride, fieldSalt, Indexed(at, k));
-                        }
-                    }
-                    break;
                 case FieldKind::ScalarBlock:
+                    if (field.kind == FieldKind::Inline && field.count == 1 &&
+                        field.dimCount == 0) {
+                        Element(field.element, pMember, fieldSalt, at);
+                        break;
+                    }
                     for (uint32_t k = 0; k < field.count; ++k) {
                         Element(field.element, pMember + k * stride, fieldSalt, Indexed(at, k));
                     }
