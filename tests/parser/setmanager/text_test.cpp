@@ -2,28 +2,12 @@
 // name with field path, and field names, and field descriptions.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
-#include "binwriter/tuning_binary_builder.h"
 #include "parser/setmanager/parameter_parser_info.h"
 #include "set_manager_test_support.h"
 #include "temp_dir.h"
 
 namespace setmanager_test {
 namespace {
-
-// Default "abc" 11 and "def" 33; Usecase.Preview with Feature2.MFNRBlend below it holding
-// "abc" 22.
-std::vector<uint8_t> Tree() {
-    binwriter::TuningBinaryBuilder builder({5, 0, 0});
-    builder.AddMode(Record(0, 0));
-    builder.AddMode(Record(2, 0, 0));
-    builder.AddMode(Record(4, 4, 1));
-    builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(11));
-    builder.AddModule("def", {4, 5, 6}, 0, ValueBytes(33));
-    builder.AddModule("abc", {1, 2, 3}, 2, ValueBytes(22));
-    return builder.Build();
-}
 
 std::string Value(TestSetManager& manager, const char* pPath, const char* pModule,
                   const char* pNames, bool expected = true) {
@@ -39,11 +23,7 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
     for (const bool onDemand : {false, true}) {
         SCOPED_TRACE(onDemand);
         TestSetManager manager;
-        manager.Register("abc", {1, 2, 3});
-        manager.Register("def", {4, 5, 6});
-        manager.SetOnDemand(onDemand);
-        ASSERT_TRUE(onDemand ? manager.LoadBinaryParameters(file.c_str())
-                             : manager.LoadBinaryParameters(binary.data(), binary.size()));
+        ASSERT_TRUE(LoadTree(manager, binary, file, onDemand));
         const char* pBlend = "0.0|2.0|4.4";
         // Each name that reads is listed; the last one decides the result.
         EXPECT_EQ(Value(manager, pBlend, "abc", "value,nope,gains[1]"), "value=22;gains[1]=0");
@@ -73,20 +53,18 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
         EXPECT_FALSE(manager.SetValue("0.0", "abc", "value", nullptr));
         EXPECT_EQ(manager.ValueSetCount(), 1u);
 
-        // Without a module the root's modules are listed with their owning paths.
+        // Without a module the root's modules are listed with the paths of the instances the
+        // mode path selects.
         PList<ParameterParserInfo> info;
         ASSERT_TRUE(manager.GetInfo(pBlend, nullptr, info));
-        ASSERT_EQ(info.Count(), 2u);
-        for (uint32_t i = 0; i < info.Count(); ++i) {
-            EXPECT_STREQ(info[i].TypeName, "Module");
-            EXPECT_STREQ(info[i].Value, std::strcmp(info[i].Name, "abc") == 0
-                                            ? "Default|Usecase.Preview|Feature2.MFNRBlend"
-                                            : "Default");
-        }
+        ASSERT_EQ(info.Count(), 1u);
+        EXPECT_STREQ(info[0].Name, "abc");
+        EXPECT_STREQ(info[0].TypeName, "Module");
+        EXPECT_STREQ(info[0].Value, "Default|Usecase.Preview|Feature2.MFNRBlend");
         ASSERT_TRUE(manager.GetInfo(pBlend, "abc", info));
-        ASSERT_EQ(info.Count(), 4u);
-        EXPECT_STREQ(info[2].Value, "22");
-        EXPECT_TRUE(info[3].IsArray);
+        ASSERT_EQ(info.Count(), 3u);
+        EXPECT_STREQ(info[1].Value, "22");
+        EXPECT_TRUE(info[2].IsArray);
         EXPECT_FALSE(manager.GetInfo("0.0", "abc.nope", info));
         zyra_test::LogCapture capture;
         EXPECT_FALSE(manager.GetInfo("0.0|2.x", "abc", info));
