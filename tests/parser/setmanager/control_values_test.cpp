@@ -129,17 +129,6 @@ TEST(ControlValues, TriggerTableIsSeparate) {
     EXPECT_TRUE(manager.GetTriggerValue(2, value));
     EXPECT_EQ(Text(value, true), "2=2");
     EXPECT_FALSE(manager.GetControlValue(2, value));
-
-    PList<ParameterCTValue> values;
-    values.Insert(0, ParameterCTValue(4, 4));
-    manager.SetTriggerValues(values);
-    manager.GetTriggerValues(values);
-    ASSERT_EQ(values.Count(), 1u);
-    EXPECT_EQ(Text(values[0], true), "4=4");
-    const ParameterCTValue one(6, 6);
-    manager.SetTriggerValues(&one, 1);
-    EXPECT_TRUE(manager.GetTriggerValues(text, sizeof(text)));
-    EXPECT_STREQ(text, "6=6");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// The set manager when memory runs out and when its file is cut under it. Each allocation
-// of a load, an on-demand mode load and an update fails in turn: every answer is a refusal or
-// the right data, nothing crashes or leaks, and the next clean run works.
+// The set manager when memory runs out and when its file is cut under it. Each allocation of
+// a load and an update fails in turn: every answer is a refusal or the right data, nothing
+// crashes or leaks, and the next clean run works.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -145,24 +145,6 @@ TEST_F(FaultInjection, EachAllocationOfALoadFailsInTurn) {
         }
         return hit;
     });
-}
-
-TEST_F(FaultInjection, EachAllocationOfAnOnDemandModeLoadFailsInTurn) {
-    const uint32_t failures = FailEachAllocation([&](FailingAllocation& failure) {
-        TestSetManager manager;
-        EXPECT_TRUE(LoadTree(manager, m_binary, m_path, true));
-        failure.Begin();
-        TestModule* pModule = Get(manager, "ghi", "0.0|2.0|4.4|4.5");
-        const bool hit = failure.End();
-        EXPECT_TRUE(pModule != nullptr || hit);
-        if (pModule != nullptr) {
-            EXPECT_EQ(pModule->Value, 44u);
-            manager.ReleaseModule(pModule);
-        }
-        EXPECT_EQ(TreeValues(manager), ExpectedTree(0));
-        return hit;
-    });
-    EXPECT_GT(failures, 2u);
 }
 
 TEST_F(FaultInjection, EachAllocationOfAnUpdateFailsInTurn) {

@@ -10,8 +10,6 @@
 namespace setmanager_test {
 namespace {
 
-using binwriter::ModeRecord;
-using binwriter::SymbolEntry;
 using binwriter::TuningBinaryBuilder;
 using binwriter::Version;
 
@@ -94,14 +92,6 @@ TEST(SetManagerLoad, ModulesThatCannotBeMadeFailTheLoadButNotTheOthers) {
     builder.AddMode(Record(5, 6, 0));
     builder.AddModule("xyz", {1, 0, 0}, 0, ValueBytes(1));
     builder.AddModule("abc", {1, 2, 4}, 1, ValueBytes(2));
-    const uint32_t first = builder.AddModule("def", {4, 5, 6}, 0, ValueBytes(3));
-    SymbolEntry shared;
-    shared.name = "def";
-    shared.version = {4, 5, 6};
-    shared.mode = 1;
-    shared.data = ValueBytes(3);
-    shared.duplicateId = first;
-    builder.AddSymbol(shared);
     builder.AddModule("abc", {1, 2, 3}, 9, ValueBytes(4));
     std::vector<uint8_t> binary = builder.Build();
 
@@ -121,20 +111,6 @@ TEST(SetManagerLoad, ModulesThatCannotBeMadeFailTheLoadButNotTheOthers) {
         EXPECT_EQ(capture.Contains("Failed to find header module:  Type: xyz"), !ignore);
         EXPECT_TRUE(capture.Contains("Failed to parse binary header data for:  Type: abc, Major: "
                                      "1, Minor: 2, Patch: 4, Mode: 5"));
-
-        // Two entries of one duplicate group give one object in two modes; it counts as
-        // local only to the mode that made it.
-        ModeEntry* pRoot = manager.GetRootMode();
-        ModeEntry* pScene = manager.GetModeEntry(1u);
-        TestModule* pDef = ModuleOf(pRoot, "lumatrope_def");
-        ASSERT_NE(pDef, nullptr);
-        EXPECT_EQ(ModuleOf(pScene, "lumatrope_def"), pDef);
-        pScene->AddReference(pDef);
-        EXPECT_FALSE(pScene->IsActive());
-        EXPECT_FALSE(pScene->HasLocalModules());
-        pRoot->AddReference(pDef);
-        EXPECT_TRUE(pRoot->IsActive());
-        EXPECT_EQ(pDef->GetReferenceCount(), 1u);
     }
 }
 

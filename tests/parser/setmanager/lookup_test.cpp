@@ -1,6 +1,5 @@
 // Lookups the set manager model does not make: the refusals of bad requests, the order and
-// limit of the active mode list at its edges, unloading a held mode, and the reload that an
-// unreadable module asks for.
+// limit of the active mode list at its edges, and the reload that an unreadable module asks for.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -133,28 +132,6 @@ TEST_F(ManyModesTest, ListOrderAndLimitAtTheirEdges) {
     EXPECT_EQ(manager.ActiveModes().Count(), 5u);
     EXPECT_TRUE(UseCase(20)->Loaded);
     EXPECT_TRUE(ModuleOf(manager.GetModeEntry(41u), "abc")->Loaded);
-}
-
-TEST_F(ManyModesTest, UnloadModeTakesOutTheDeepestModeOnly) {
-    TestModule* pHeld = Use(5, true);
-    Use(6);
-    const std::vector<TuningMode> six = Branch("0.0|2.6");
-    zyra_test::LogCapture capture;
-    EXPECT_TRUE(manager.UnloadMode(six.data(), 2));
-    EXPECT_FALSE(UseCase(6)->Loaded);
-    EXPECT_TRUE(manager.GetRootMode()->Loaded);
-    EXPECT_EQ(manager.ActiveModes()[0], UseCase(5));
-    // Unloading a referenced mode is told, and its references are dropped.
-    const std::vector<TuningMode> five = Branch("0.0|2.5");
-    EXPECT_TRUE(manager.UnloadMode(five.data(), 2));
-    EXPECT_FALSE(pHeld->Loaded);
-    EXPECT_EQ(UseCase(5)->GetReferenceCount(nullptr), 0u);
-    const std::vector<TuningMode> missing = Branch("0.0|3.1");
-    EXPECT_FALSE(manager.UnloadMode(missing.data(), 2));
-    EXPECT_EQ(Errors(capture).size(), 3u);
-    EXPECT_TRUE(capture.Contains("Unloading mode with 1 unreleased modules: 0.0|2.5"));
-    // Asked for again, it comes back from the file.
-    EXPECT_EQ(Use(5)->Value, 105u);
 }
 
 TEST(SetManagerReload, UnreadableModuleReloadsOncePerRequestAndThePreviousModuleSurvives) {

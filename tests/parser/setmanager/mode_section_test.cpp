@@ -1,4 +1,4 @@
-// The mode section: the refusals of a damaged table, and the tree shapes a table can give.
+// The mode section: the refusals of a damaged table.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -51,51 +51,6 @@ TEST(SetManagerModeSection, DamagedTablesAreRefused) {
         // The table was made before the mode section failed: the binary counts as loaded.
         EXPECT_NE(manager.GetSymbolTable(), nullptr);
     }
-}
-
-TEST(SetManagerModeSection, ShapesOfTheTree) {
-    TuningBinaryBuilder builder({5, 0, 0});
-    builder.AddMode(Record(0, 0));                   // 0 root
-    builder.AddMode(Record(2, 1, 3));                // 1 parent listed later: outside the tree
-    builder.AddMode(Record(1, 4, 0));                // 2 Sensor: always pinned
-    builder.AddMode(Record(2, 2, 0, 4));             // 3 Video, linked to 4
-    builder.AddMode(Record(2, 3, 0, 3));             // 4 ZSL, linked back to 3: a ring
-    builder.AddMode(Record(3, 1));                   // 5 a second node without parent
-    const uint32_t alias = builder.AddModeAlias(3);  // 6 a second id of node 3
-    builder.AddMode(Record(4, 1, 3));                // 7 under Video
-    std::vector<uint8_t> binary = builder.Build();
-
-    zyra_test::LogCapture capture;
-    TestSetManager manager;
-    ASSERT_TRUE(manager.LoadBinaryParameters(binary.data(), binary.size()));
-    // Modes without symbols load, with no module.
-    EXPECT_TRUE(capture.Contains("ReadModeSection: Binary missing symbol table or data "
-                                 "SymbolOffset("));
-    ModeEntry* pRoot = manager.GetRootMode();
-    ModeEntry* pVideo = manager.GetModeEntry(3u);
-    EXPECT_EQ(manager.GetModeEntry(alias), pVideo);
-    EXPECT_EQ(pVideo->ID, 3u);
-    EXPECT_EQ(manager.GetModeEntry(1u)->Parent, nullptr);
-    EXPECT_EQ(manager.GetModeEntry(5u)->Parent, nullptr);
-    EXPECT_TRUE(manager.GetModeEntry(2u)->Pinned);
-    EXPECT_FALSE(pVideo->Pinned);
-    EXPECT_EQ(pRoot->FirstChild, manager.GetModeEntry(2u));
-    EXPECT_EQ(pRoot->LastChild, manager.GetModeEntry(4u));
-    // A ring of links has no last node: lookups stay with the node asked.
-    const TuningMode feature{4, 1, 0};
-    EXPECT_EQ(pVideo->LinkTarget(), pVideo);
-    EXPECT_EQ(pVideo->FindMode(&feature), manager.GetModeEntry(7u));
-    EXPECT_EQ(manager.GetModeEntry(99u), nullptr);
-
-    // Without a mode section the binary has one Default node, loaded and pinned.
-    binary = TuningBinaryBuilder({5, 0, 0}).Build();
-    capture.Clear();
-    TestSetManager flat;
-    ASSERT_TRUE(flat.LoadBinaryParameters(binary.data(), binary.size()));
-    ASSERT_EQ(flat.GetModeCount(), 1u);
-    EXPECT_EQ(flat.GetModeEntry(0u), flat.GetRootMode());
-    EXPECT_TRUE(flat.GetRootMode()->Loaded && flat.GetRootMode()->Pinned);
-    EXPECT_TRUE(capture.Contains("No mode table in binary"));
 }
 
 }  // namespace
