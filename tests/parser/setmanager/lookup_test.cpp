@@ -1,8 +1,7 @@
-// Lookups the set manager model does not make: the refusals of bad requests, the order and
-// limit of the active mode list at its edges, and the reload that an unreadable module asks for.
+// Lookups the set manager model does not make: the refusals of bad requests, and the order
+// and limit of the active mode list at its edges.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <thread>
 
 #include "binwriter/tuning_binary_builder.h"
@@ -132,36 +131,6 @@ TEST_F(ManyModesTest, ListOrderAndLimitAtTheirEdges) {
     EXPECT_EQ(manager.ActiveModes().Count(), 5u);
     EXPECT_TRUE(UseCase(20)->Loaded);
     EXPECT_TRUE(ModuleOf(manager.GetModeEntry(41u), "abc")->Loaded);
-}
-
-TEST(SetManagerReload, UnreadableModuleReloadsOncePerRequestAndThePreviousModuleSurvives) {
-    zyra_test::TempDir dir;
-    binwriter::TuningBinaryBuilder builder({5, 0, 0});
-    builder.AddMode(Record(0, 0));
-    builder.AddMode(Record(2, 0, 0));
-    builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(11));
-    // Too short for its value: every read of it fails, as after a change of the file.
-    builder.AddModule("def", {4, 5, 6}, 1, {});
-    const std::string path = dir.Write("tree.bin", AsText(builder.Build()));
-    TestSetManager manager;
-    RegisterTree(manager);
-    manager.SetOnDemand(true);
-    ASSERT_TRUE(manager.LoadBinaryParameters(path.c_str()));
-
-    zyra_test::LogCapture capture;
-    ParameterModule* pPrevious = Get(manager, "abc", "0.0");
-    ASSERT_NE(pPrevious, nullptr);
-    for (int request = 0; request < 3; ++request) {
-        const std::vector<TuningMode> steps = Branch("0.0|2.0");
-        ParameterModule* pModule = manager.GetModule("abc", steps.data(), 2, pPrevious);
-        ASSERT_NE(pModule, nullptr);
-        EXPECT_EQ(static_cast<TestModule*>(pModule)->Value, 11u);
-        pPrevious = pModule;
-    }
-    manager.ReleaseModule(pPrevious);
-    const Texts messages = Messages(capture);
-    EXPECT_EQ(std::count(messages.begin(), messages.end(), "[DEBUG] Reloading binary file " + path),
-              3);
 }
 
 }  // namespace
