@@ -4,10 +4,11 @@
 
 #include "engine_test_support.h"
 #include "log_capture.h"
-#include "module_values.h"
 
 namespace engine_test {
 namespace {
+
+constexpr zyra_test::ValueSource kValues{0xE261, 0};
 
 class RoundTrip : public ::testing::TestWithParam<unsigned int> {};
 
@@ -15,9 +16,8 @@ TEST_P(RoundTrip, EveryFieldKindLoadsAndUnloads) {
     zyra_test::LogCapture capture;
     binwriter::TuningBinaryBuilder builder(FormatWithAlignment(GetParam()));
     ASSERT_EQ(builder.Alignment(), GetParam());
-    ModuleValues values;
-    WrittenIds ids;
-    std::vector<uint8_t> bytes = WriteModule(builder, values, &ids);
+    const ParameterEngine::StructDescriptor& top = *enginetestTypeClass::Descriptor().top;
+    std::vector<uint8_t> bytes = zyra_test::PathValueWriter(builder).Module(top, kValues);
     uint32_t moduleId = builder.AddModule("enginetest", kModuleVersion, 0, bytes);
     LoadedBinary binary(builder);
     ASSERT_TRUE(binary.Loaded());
@@ -27,9 +27,11 @@ TEST_P(RoundTrip, EveryFieldKindLoadsAndUnloads) {
     EXPECT_EQ(pModule->u32, 0u);
     ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
     EXPECT_EQ(Errors(capture), Messages{});
-    ExpectModule(*pModule, values, moduleId);
-    EXPECT_EQ(pModule->samplesID, ids.samples);
-    EXPECT_EQ(pModule->regionsID, ids.regions);
+    EXPECT_EQ(CheckValues(*pModule, kValues), "");
+    EXPECT_EQ(pModule->ModuleID, moduleId);
+    EXPECT_EQ(pModule->extraID, moduleId);
+    EXPECT_NE(pModule->samplesID, 0u);
+    EXPECT_NE(pModule->samplesID, pModule->regionsID);
     EXPECT_EQ(pModule->GetModified(), 1u);
 
     // A second load of a loaded module does nothing and counts nothing.
@@ -37,6 +39,8 @@ TEST_P(RoundTrip, EveryFieldKindLoadsAndUnloads) {
     EXPECT_EQ(pModule->Modified, 1u);
 
     // Unloading gives back the memory and keeps the scalars, counts and exists words.
+    const uint32_t regions = pModule->regionsCount;
+    const uint64_t u64 = pModule->u64;
     pModule->UnloadModule();
     EXPECT_FALSE(pModule->Loaded);
     EXPECT_EQ(pModule->name, nullptr);
@@ -44,14 +48,14 @@ TEST_P(RoundTrip, EveryFieldKindLoadsAndUnloads) {
     EXPECT_EQ(pModule->regions, nullptr);
     EXPECT_EQ(pModule->extra.label, nullptr);
     EXPECT_EQ(pModule->extra.weights, nullptr);
-    EXPECT_EQ(pModule->regionsCount, 2u);
-    EXPECT_EQ(pModule->u64, values.u64);
+    EXPECT_EQ(pModule->regionsCount, regions);
+    EXPECT_EQ(pModule->u64, u64);
 
     // Loading again after an unload reads everything anew; a change generation in the top
     // byte of the ID does not hide the entry.
     pModule->ModuleID |= 0x05000000;
     ASSERT_TRUE(pModule->LoadModule(&binary.Table()));
-    ExpectModule(*pModule, values, moduleId);
+    EXPECT_EQ(CheckValues(*pModule, kValues), "");
     EXPECT_EQ(pModule->ModuleID >> 24, 5u);
     EXPECT_EQ(pModule->Modified, 2u);
 

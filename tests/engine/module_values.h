@@ -1,9 +1,6 @@
 // The values of one enginetest module as a test states them, written with the writer in
-// declared order, and compared member by member with what a load produced. Overrides put
-// damaged words where a writer would put sound ones.
+// declared order. Overrides put damaged words where a writer would put sound ones.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <optional>
@@ -60,12 +57,6 @@ struct ModuleValues {
     std::optional<uint32_t> extraPointer;
 };
 
-// IDs of the entries that the values point to, as written.
-struct WrittenIds {
-    uint32_t samples = 0;
-    uint32_t regions = 0;
-};
-
 inline void WriteRegion(binwriter::TuningBinaryBuilder& builder, binwriter::ValueWriter& out,
                         const RegionValues& region) {
     out.U32(region.shape);
@@ -81,7 +72,7 @@ inline void WriteRegion(binwriter::TuningBinaryBuilder& builder, binwriter::Valu
 
 // The module's values; the entries they point to are added to `builder` on the way.
 inline std::vector<uint8_t> WriteModule(binwriter::TuningBinaryBuilder& builder,
-                                        const ModuleValues& v, WrittenIds* pIds = nullptr) {
+                                        const ModuleValues& v) {
     using binwriter::ValueWriter;
     ValueWriter out(builder);
     out.U8(v.u8).U16(v.u16).U32(v.u32).I32(v.i32).U64(v.u64).I64(v.i64).Float(v.f32);
@@ -120,76 +111,7 @@ inline std::vector<uint8_t> WriteModule(binwriter::TuningBinaryBuilder& builder,
 
     uint32_t level = builder.AddPointerTarget(ValueWriter(builder).I64(v.level).Bytes());
     out.U32(v.levelExists).Pointer(level).U8(v.tail);
-    if (pIds != nullptr) {
-        *pIds = WrittenIds{samples, regionsId};
-    }
     return out.Bytes();
-}
-
-inline void ExpectRegion(const enginetest_1_0_0::regionType& actual,
-                         const RegionValues& expected) {
-    EXPECT_EQ(actual.reservedID, 0u);
-    EXPECT_EQ(actual.shape, expected.shape);
-    ASSERT_NE(actual.label, nullptr);
-    EXPECT_EQ(std::string(actual.label), expected.label);
-    ASSERT_EQ(actual.weightsCount, expected.weights.size());
-    EXPECT_NE(actual.weightsID, 0u);
-    if (expected.weights.empty()) {
-        EXPECT_EQ(actual.weights, nullptr);
-    } else {
-        EXPECT_EQ(std::vector<uint16_t>(actual.weights, actual.weights + actual.weightsCount),
-                  expected.weights);
-    }
-}
-
-// Every member of a module loaded from `expected`, whose symbol entry is `moduleId`.
-inline void ExpectModule(const enginetest_1_0_0::enginetestType& m, const ModuleValues& expected,
-                         uint32_t moduleId) {
-    EXPECT_EQ(m.ModuleID & 0xFFFFFFu, moduleId);
-    EXPECT_EQ(m.u8, expected.u8);
-    EXPECT_EQ(m.u16, expected.u16);
-    EXPECT_EQ(m.u32, expected.u32);
-    EXPECT_EQ(m.i32, expected.i32);
-    EXPECT_EQ(m.u64, expected.u64);
-    EXPECT_EQ(m.i64, expected.i64);
-    EXPECT_EQ(m.f32, expected.f32);
-    EXPECT_EQ(m.f64, expected.f64);
-    EXPECT_EQ(m.flag, expected.flag);
-    EXPECT_EQ(m.gain, expected.gain);
-    EXPECT_EQ(static_cast<uint32_t>(m.trigger), expected.trigger);
-    ASSERT_NE(m.name, nullptr);
-    EXPECT_EQ(std::string(m.name), expected.name);
-    EXPECT_EQ(m.module_version.reservedID, 0u);
-    EXPECT_EQ(m.module_version.major, expected.major);
-    EXPECT_EQ(m.module_version.minor, expected.minor);
-    EXPECT_EQ(m.origin.x, expected.origin[0]);
-    EXPECT_EQ(m.origin.y, expected.origin[1]);
-    EXPECT_EQ(std::vector<uint16_t>(&m.lut[0][0], &m.lut[0][0] + 6), expected.lut);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(static_cast<uint32_t>(m.colors[i]), expected.colors[i]);
-    }
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(m.corners[i].x, expected.corners[2 * i]);
-        EXPECT_EQ(m.corners[i].y, expected.corners[2 * i + 1]);
-    }
-    EXPECT_EQ(std::vector<float>(m.curve_tab.curve, m.curve_tab.curve + 4), expected.curve);
-    ASSERT_EQ(m.samplesCount, expected.samples.size());
-    EXPECT_EQ(std::vector<uint32_t>(m.samples, m.samples + m.samplesCount), expected.samples);
-    ASSERT_EQ(m.triggersCount, expected.triggers.size());
-    for (uint32_t i = 0; i < m.triggersCount; ++i) {
-        EXPECT_EQ(static_cast<uint32_t>(m.triggers[i]), expected.triggers[i]);
-    }
-    ASSERT_EQ(m.regionsCount, expected.regions.size());
-    for (uint32_t i = 0; i < m.regionsCount; ++i) {
-        ExpectRegion(m.regions[i], expected.regions[i]);
-    }
-    EXPECT_EQ(m.extraExists, expected.extraExists);
-    EXPECT_EQ(m.extraID, moduleId);
-    ExpectRegion(m.extra, expected.extra);
-    EXPECT_EQ(m.levelExists, expected.levelExists);
-    EXPECT_EQ(m.levelID, moduleId);
-    EXPECT_EQ(m.level, expected.level);
-    EXPECT_EQ(m.tail, expected.tail);
 }
 
 }  // namespace engine_test
