@@ -2,6 +2,7 @@
 // optional elements whose words do not hold.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 #include "engine_test_support.h"
@@ -89,55 +90,58 @@ TEST_F(Damaged, EnumValuesOutsideTheirSetAreLoggedAndZeroed) {
     EXPECT_EQ(pModule->tail, values.tail);
 }
 
-TEST_F(Damaged, CountedArrayWithPointerEntryZeroFailsEvenWhenEmpty) {
-    ModuleValues values;
-    values.samples = {};
-    values.samplesPointer = 0;
-    enginetestTypeClass* pModule = Load(values, false);
-    Messages errors = Errors(capture);
-    ASSERT_EQ(errors.size(), 6u);  // the find, then triggers regions extra level tail
-    EXPECT_EQ(errors[0].rfind("[ERROR] Find: Symbol table entry ID 0 out of range 1 - ", 0), 0u);
-    EXPECT_EQ(errors[1], kScalarFailure);
-    EXPECT_EQ(pModule->samplesCount, 0u);
-    EXPECT_EQ(pModule->samplesID, 0u);
-}
-
-TEST_F(Damaged, ScalarArrayLongerThanItsEntryIsDropped) {
-    ModuleValues values;
-    values.samplesCount = 5;  // three are written
-    enginetestTypeClass* pModule = Load(values, false);
-    Messages errors = Errors(capture);
-    ASSERT_GE(errors.size(), 2u);
-    EXPECT_EQ(errors[0], "[ERROR] ReadBuffer failed, read 12 bytes, expected 20 bytes\n");
-    EXPECT_EQ(errors[1], "[ERROR] Failed to allocate samples\n");
-    EXPECT_EQ(pModule->samplesCount, 0u);
-    EXPECT_EQ(pModule->samples, nullptr);
-}
-
-TEST_F(Damaged, StructureArrayCountBeyondItsEntryAllocatesNothing) {
-    ModuleValues values;
-    values.regionsCount = 0x40000000;
-    enginetestTypeClass* pModule = Load(values, false);
-    Messages errors = Errors(capture);
-    ASSERT_GE(errors.size(), 1u);
-    // Each region takes 20 bytes packed: a shape word and two pairs of words.
-    EXPECT_EQ(errors[0],
-              "[ERROR] Failed to read 21474836480 bytes from binary file offset 0, length 40\n");
-    EXPECT_EQ(pModule->regionsCount, 0u);
-}
-
-TEST_F(Damaged, BadElementFailsTheArrayWhichUnloadStillFrees) {
-    ModuleValues values;
-    values.regions[1].labelPointer = 0;
-    enginetestTypeClass* pModule = Load(values, false);
-    Messages errors = Errors(capture);
-    ASSERT_GE(errors.size(), 2u);
-    EXPECT_EQ(errors[0].rfind("[ERROR] Find: Symbol table entry ID 0 out of range 1 - ", 0), 0u);
-    // The region's weights count is read by a scalar step of its own after the failure.
-    EXPECT_EQ(errors[1], kScalarFailure);
-    // The failed load was unloaded: the count stays, the memory is back.
-    EXPECT_EQ(pModule->regionsCount, 2u);
-    EXPECT_EQ(pModule->regions, nullptr);
+// A word that does not hold fails the load at its field. `first` starts the first error;
+// `second`, when given, is the second.
+TEST_F(Damaged, WordsThatDoNotHoldFailTheLoadAtTheirField) {
+    const std::string noEntry = "[ERROR] Find: Symbol table entry ID 0 out of range 1 - ";
+    struct Case {
+        const char* what;
+        std::function<void(ModuleValues&)> damage;
+        std::string first;
+        std::string second;
+        std::function<void(const enginetestTypeClass&)> expectLeft;
+    };
+    const Case cases[] = {
+        {"an empty counted array with pointer entry 0",
+         [](ModuleValues& v) { v.samples = {}, v.samplesPointer = 0; }, noEntry, kScalarFailure,
+         [](const enginetestTypeClass& m) { EXPECT_EQ(m.samplesCount + m.samplesID, 0u); }},
+        {"a scalar array longer than its entry", [](ModuleValues& v) { v.samplesCount = 5; },
+         "[ERROR] ReadBuffer failed, read 12 bytes, expected 20 bytes\n",
+         "[ERROR] Failed to allocate samples\n",
+         [](const enginetestTypeClass& m) {
+             EXPECT_EQ(m.samplesCount, 0u);
+             EXPECT_EQ(m.samples, nullptr);
+         }},
+        // Each region takes 20 bytes packed: a shape word and two pairs of words.
+        {"a structure array count beyond its entry",
+         [](ModuleValues& v) { v.regionsCount = 0x40000000; },
+         "[ERROR] Failed to read 21474836480 bytes from binary file offset 0, length 40\n", "",
+         [](const enginetestTypeClass& m) { EXPECT_EQ(m.regionsCount, 0u); }},
+        // The region's weights count is read by a scalar step of its own after the failure;
+        // the failed load was unloaded: the count stays, the memory is back.
+        {"a bad element", [](ModuleValues& v) { v.regions[1].labelPointer = 0; }, noEntry,
+         kScalarFailure,
+         [](const enginetestTypeClass& m) {
+             EXPECT_EQ(m.regionsCount, 2u);
+             EXPECT_EQ(m.regions, nullptr);
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        capture.Clear();
+        ModuleValues values;
+        c.damage(values);
+        enginetestTypeClass* pModule = Load(values, false);
+        ASSERT_NE(pModule, nullptr);
+        Messages errors = Errors(capture);
+        ASSERT_FALSE(errors.empty());
+        EXPECT_EQ(errors[0].rfind(c.first, 0), 0u) << errors[0];
+        if (!c.second.empty()) {
+            ASSERT_GE(errors.size(), 2u);
+            EXPECT_EQ(errors[1], c.second);
+        }
+        c.expectLeft(*pModule);
+    }
 }
 
 TEST_F(Damaged, OptionalElementNeedsItsPointerEntryEvenWhenAbsent) {

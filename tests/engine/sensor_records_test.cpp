@@ -9,7 +9,6 @@
 #include "Zyra.h"
 #include "engine_test_support.h"
 #include "log_capture.h"
-#include "parser/engine/reflection_engine.h"
 #include "parser/engine/structure_engine.h"
 #include "parser/file/parameter_file_symbol_table_entry.h"
 #include "zyra/memory.h"
@@ -66,13 +65,6 @@ TEST(SensorRecords, CountedStringsLoadStopAtABadTextAndGiveEverythingBack) {
     EXPECT_STREQ(pModule->socIdInfo[0].text, "soc 7");
     EXPECT_EQ(BinNames(pModule->socIdInfo[0]), (Texts{"a.bin", "bb.bin", "ccc.bin"}));
     EXPECT_NE(pModule->socIdInfo[0].binNameID, 0u);
-    // Reflection reads the texts and never writes a number over their pointers.
-    const ParameterEngine::StructDescriptor& top = *Zyra::SensorBinSocIdMapClass::Descriptor().top;
-    Zyra::SensorBinSocIdMap* pTop = pModule;
-    char text[32] = "?";
-    ASSERT_TRUE(ParameterEngine::GetValue(top, pTop, "socIdInfo[0].binName", text, sizeof(text)));
-    EXPECT_STREQ(text, "a.bin,bb.bin,ccc.bin");
-    EXPECT_FALSE(ParameterEngine::SetValue(top, pTop, "socIdInfo[0].binName[1]", "5"));
     pModule->UnloadModule();
     EXPECT_EQ(pModule->socIdInfo, nullptr);
 

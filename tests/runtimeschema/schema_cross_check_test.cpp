@@ -1,5 +1,5 @@
 // Every schema of schemas/ read at run time against what the build compiled from it: the
-// descriptors field by field, and a binary of every typed module read through both, which has
+// descriptors as text, and a binary of every typed module read through both, which has
 // to answer every value alike.
 #include <gtest/gtest.h>
 
@@ -21,101 +21,80 @@
 
 namespace {
 
-using ParameterEngine::EnumDescriptor;
 using ParameterEngine::FieldDescriptor;
 using ParameterEngine::ModuleDescriptor;
 using ParameterEngine::StructDescriptor;
 using RuntimeSchema::CompiledNamespace;
 using RuntimeSchema::SchemaNamespace;
 
-bool SameText(const char* pA, const char* pB) {
-    return pA == pB || (pA != nullptr && pB != nullptr && std::strcmp(pA, pB) == 0);
+// A number list of any integral, bool or enum values.
+template <typename... Values>
+std::string Numbers(Values... values) {
+    std::string text;
+    ((text += " " + std::to_string(static_cast<long long>(values))), ...);
+    return text;
 }
 
-// The path of the first difference between two descriptor graphs; empty when they are equal.
-class DescriptorComparer {
+std::string Text(const char* pText) { return pText != nullptr ? pText : "(null)"; }
+
+// Everything a module's descriptors hold, one line a module, structure, field and enum, in
+// walk order; a structure met again gives its line and is not walked again. Two graphs are
+// the same when their texts are.
+class DescriptorText {
 public:
-    std::string Modules(const ModuleDescriptor& a, const ModuleDescriptor& b) {
-        const std::string at = a.className;
-        bool same = SameText(a.className, b.className) && a.major == b.major &&
-                    a.minor == b.minor && a.patch == b.patch && a.nameCount == b.nameCount &&
-                    a.masksModuleId == b.masksModuleId && a.hasReflection == b.hasReflection &&
-                    (a.triggerTree == nullptr) == (b.triggerTree == nullptr);
-        for (uint32_t i = 0; same && i < a.nameCount; ++i) {
-            same = SameText(a.names[i], b.names[i]);
+    std::string Module(const ModuleDescriptor& m) {
+        m_text = "module " + Text(m.className) +
+                 Numbers(m.major, m.minor, m.patch, m.masksModuleId, m.hasReflection);
+        for (uint32_t i = 0; i < m.nameCount; ++i) {
+            m_text += " " + Text(m.names[i]);
         }
-        if (!same) {
-            return at;
+        m_text += "\n";
+        if (m.triggerTree != nullptr) {
+            const auto& t = *m.triggerTree;
+            m_text += "tree" + Numbers(t.variablesOffset, t.variableCountOffset,
+                                       t.variableArrayOffset, t.rootCountOffset,
+                                       t.rootArrayOffset, t.indexOffset, t.typeOffset,
+                                       t.childCountOffset, t.childArrayOffset) + "\n";
+            Struct(*t.node);
         }
-        if (a.triggerTree != nullptr) {
-            const auto& x = *a.triggerTree;
-            const auto& y = *b.triggerTree;
-            if (x.variablesOffset != y.variablesOffset ||
-                x.variableCountOffset != y.variableCountOffset ||
-                x.variableArrayOffset != y.variableArrayOffset ||
-                x.rootCountOffset != y.rootCountOffset || x.rootArrayOffset != y.rootArrayOffset ||
-                x.indexOffset != y.indexOffset || x.typeOffset != y.typeOffset ||
-                x.childCountOffset != y.childCountOffset ||
-                x.childArrayOffset != y.childArrayOffset) {
-                return at + ".triggerTree";
-            }
-            Structs(*x.node, *y.node, at + ".triggerTree.node");
-        }
-        Structs(*a.top, *b.top, at);
-        return m_difference;
-    }
-
-    std::string Structs(const StructDescriptor& a, const StructDescriptor& b,
-                        const std::string& at) {
-        if (!m_difference.empty() || !m_compared.insert({&a, &b}).second) {
-            return m_difference;
-        }
-        if (!SameText(a.name, b.name) || a.size != b.size || a.fieldCount != b.fieldCount ||
-            a.hasReservedId != b.hasReservedId || a.ownsMemory != b.ownsMemory ||
-            !SameText(a.siteSource, b.siteSource)) {
-            return m_difference = at;
-        }
-        for (uint32_t i = 0; i < a.fieldCount && m_difference.empty(); ++i) {
-            Fields(a.fields[i], b.fields[i], at + "." + a.fields[i].name);
-        }
-        return m_difference;
-    }
-
-    std::string Enums(const EnumDescriptor& a, const EnumDescriptor& b, const std::string& at) {
-        bool same = SameText(a.name, b.name) && a.rangeCount == b.rangeCount;
-        for (uint32_t i = 0; same && i < a.rangeCount; ++i) {
-            same = a.ranges[i].first == b.ranges[i].first && a.ranges[i].last == b.ranges[i].last;
-        }
-        if (!same && m_difference.empty()) {
-            m_difference = at;
-        }
-        return m_difference;
+        Struct(*m.top);
+        return m_text;
     }
 
 private:
-    void Fields(const FieldDescriptor& a, const FieldDescriptor& b, const std::string& at) {
-        bool same = SameText(a.name, b.name) && a.kind == b.kind &&
-                    a.element.kind == b.element.kind && a.element.scalar == b.element.scalar &&
-                    a.element.heldAsFloat == b.element.heldAsFloat && a.offset == b.offset &&
-                    a.countOffset == b.countOffset && a.idOffset == b.idOffset &&
-                    a.count == b.count && a.dimCount == b.dimCount && a.site == b.site &&
-                    SameText(a.reportName, b.reportName) &&
-                    (a.element.enumType == nullptr) == (b.element.enumType == nullptr) &&
-                    (a.element.structType == nullptr) == (b.element.structType == nullptr);
-        for (uint32_t i = 0; same && i < a.dimCount; ++i) {
-            same = a.dims[i] == b.dims[i];
+    void Struct(const StructDescriptor& s) {
+        m_text += "struct " + Text(s.name) + Numbers(s.size, s.hasReservedId, s.ownsMemory) +
+                  " " + Text(s.siteSource) + "\n";
+        if (!m_walked.insert(&s).second) {
+            return;
         }
-        if (!same) {
-            m_difference = at;
-        } else if (a.element.enumType != nullptr) {
-            Enums(*a.element.enumType, *b.element.enumType, at);
-        } else if (a.element.structType != nullptr) {
-            Structs(*a.element.structType, *b.element.structType, at);
+        for (uint32_t i = 0; i < s.fieldCount; ++i) {
+            Field(s.fields[i]);
         }
     }
 
-    std::set<std::pair<const StructDescriptor*, const StructDescriptor*>> m_compared;
-    std::string m_difference;
+    void Field(const FieldDescriptor& f) {
+        const ParameterEngine::ElementType& e = f.element;
+        m_text += Text(f.name) + Numbers(f.kind, e.kind, e.scalar, e.heldAsFloat, f.offset,
+                                         f.countOffset, f.idOffset, f.count, f.site) +
+                  " " + Text(f.reportName) + " [";
+        for (uint32_t i = 0; i < f.dimCount; ++i) {
+            m_text += Numbers(f.dims[i]);
+        }
+        m_text += " ]\n";
+        if (e.enumType != nullptr) {
+            m_text += "enum " + Text(e.enumType->name);
+            for (uint32_t i = 0; i < e.enumType->rangeCount; ++i) {
+                m_text += Numbers(e.enumType->ranges[i].first, e.enumType->ranges[i].last);
+            }
+            m_text += "\n";
+        } else if (e.structType != nullptr) {
+            Struct(*e.structType);
+        }
+    }
+
+    std::set<const StructDescriptor*> m_walked;
+    std::string m_text;
 };
 
 std::string Stem(const std::string& file) { return file.substr(0, file.rfind('.')); }
@@ -162,9 +141,9 @@ TEST(RuntimeSchemaCrossCheck, EverySchemaReadsToTheCompiledDescriptors) {
         const SchemaNamespace& schema = *read.second;
         EXPECT_EQ(schema.names.shared, pCompiled->moduleCount == 0);
         ASSERT_EQ(schema.modules.size(), pCompiled->moduleCount);
-        DescriptorComparer compare;
         for (uint32_t i = 0; i < pCompiled->moduleCount; ++i) {
-            EXPECT_EQ(compare.Modules(pCompiled->modules[i](), *schema.modules[i].descriptor), "");
+            EXPECT_EQ(DescriptorText().Module(*schema.modules[i].descriptor),
+                      DescriptorText().Module(pCompiled->modules[i]()));
         }
     }
 }
