@@ -14,38 +14,36 @@ namespace {
 
 const std::string kScalarFailure = "[ERROR] Failed to read symbol table entry\n";
 
-class CutShort : public ::testing::TestWithParam<unsigned int> {};
-
 // The module ends after i32: every later field with a scalar step (scalars, and the length,
 // count and exists words) logs once; enums, nested structures and blocks are skipped in silence.
-TEST_P(CutShort, LaterFieldsLogOnceEachAndStayZero) {
-    zyra_test::LogCapture capture;
-    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(GetParam()));
-    binwriter::ValueWriter out(builder);
-    out.U8(1).U16(2).U32(3).I32(-4);
-    uint32_t moduleId = builder.AddModule("enginetest", kModuleVersion, 0, out.Bytes());
-    LoadedBinary binary(builder);
-    enginetestTypeClass* pModule = binary.Create(moduleId);
-    ASSERT_NE(pModule, nullptr);
+TEST(CutShort, LaterFieldsLogOnceEachAndStayZero) {
+    for (unsigned int alignment : {1u, 8u}) {
+        zyra_test::LogCapture capture;
+        binwriter::TuningBinaryBuilder builder(FormatWithAlignment(alignment));
+        binwriter::ValueWriter out(builder);
+        out.U8(1).U16(2).U32(3).I32(-4);
+        uint32_t moduleId = builder.AddModule("enginetest", kModuleVersion, 0, out.Bytes());
+        LoadedBinary binary(builder);
+        enginetestTypeClass* pModule = binary.Create(moduleId);
+        ASSERT_NE(pModule, nullptr);
 
-    EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
-    // u64 i64 f32 f64 flag gain, name, samples triggers regions extra level, tail.
-    EXPECT_EQ(Errors(capture), Messages(13, kScalarFailure));
-    EXPECT_EQ(pModule->u8, 1u);
-    EXPECT_EQ(pModule->i32, -4);
-    EXPECT_EQ(pModule->u64, 0u);
-    EXPECT_EQ(pModule->module_version.major, 0u);
-    EXPECT_EQ(pModule->samplesCount, 0u);
-    EXPECT_EQ(pModule->extraExists, 0u);
-    // The ID word of an optional element names the entry being read, failure or not.
-    EXPECT_EQ(pModule->extraID, moduleId);
-    EXPECT_EQ(pModule->extraID, pModule->levelID);
-    EXPECT_EQ(pModule->ModuleID, moduleId);
-    EXPECT_FALSE(pModule->Loaded);
-    EXPECT_EQ(pModule->Modified, 1u);
+        EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
+        // u64 i64 f32 f64 flag gain, name, samples triggers regions extra level, tail.
+        EXPECT_EQ(Errors(capture), Messages(13, kScalarFailure));
+        EXPECT_EQ(pModule->u8, 1u);
+        EXPECT_EQ(pModule->i32, -4);
+        EXPECT_EQ(pModule->u64, 0u);
+        EXPECT_EQ(pModule->module_version.major, 0u);
+        EXPECT_EQ(pModule->samplesCount, 0u);
+        EXPECT_EQ(pModule->extraExists, 0u);
+        // The ID word of an optional element names the entry being read, failure or not.
+        EXPECT_EQ(pModule->extraID, moduleId);
+        EXPECT_EQ(pModule->extraID, pModule->levelID);
+        EXPECT_EQ(pModule->ModuleID, moduleId);
+        EXPECT_FALSE(pModule->Loaded);
+        EXPECT_EQ(pModule->Modified, 1u);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Alignment, CutShort, ::testing::Values(1u, 8u));
 
 // Loads modules of damaged values, packed; the last binary stays until the test ends.
 class Damaged : public ::testing::Test {

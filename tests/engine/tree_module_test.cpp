@@ -108,7 +108,6 @@ TEST(TriggerTree, RoundTripThroughSharedDeclarationsWithHeadWordsAsFarAsTheVaria
     };
     const Case cases[] = {
         {"one variable a level", {3, 1000, 76}, {{0u, 3u}, {1u, 1000u}, {2u, 76u}}, {}},
-        {"fewer variables than levels", {5, 9}, {{0u, 5u}, {1u, 9u}}, {}},
         {"no variables", {}, {}, {}},
         {"more variables than levels, one unknown",
          {19, 1019, 100, 4},

@@ -2,9 +2,9 @@
 // the text interface and takes changes while its accessor keeps handing out the raw bytes;
 // a schema of a compiled namespace, a broken schema and a layout the bytes do not fit leave
 // their module opaque with one message each, and nothing else changes.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -80,10 +80,6 @@ std::vector<std::string> Problems(const zyra_test::LogCapture& capture) {
         }
     }
     return problems;
-}
-
-bool Logged(const std::vector<std::string>& problems, const std::string& line) {
-    return std::find(problems.begin(), problems.end(), line) != problems.end();
 }
 
 TEST(RuntimeSchema, AnOpaqueModuleWithASchemaAnswersByFieldAndKeepsItsBytes) {
@@ -179,14 +175,15 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         pTop->Release();
 
         const std::vector<std::string> problems = Problems(capture);
-        EXPECT_TRUE(Logged(problems, "[WARNING] " + dir.File("gamma_1_6_1.schema") +
-                                         ": namespace gamma_1_6_1 is compiled into the library; "
-                                         "the schema is ignored\n"));
+        EXPECT_THAT(problems,
+                    ::testing::Contains("[WARNING] " + dir.File("gamma_1_6_1.schema") +
+                                        ": namespace gamma_1_6_1 is compiled into the library; "
+                                        "the schema is ignored\n"));
         const std::string expected = accepted
                                          ? "[ERROR] Module abf21_tfe does not fit its schema " +
                                                dir.File("abf_2_1_0.schema") + ": field more\n"
                                          : "[ERROR] " + dir.Path() + "/" + refused.problem + "\n";
-        EXPECT_TRUE(Logged(problems, expected)) << ::testing::PrintToString(problems);
+        EXPECT_THAT(problems, ::testing::Contains(expected));
         if (!accepted) {
             EXPECT_EQ(std::string(manager.GetError()), dir.Path() + "/" + refused.problem);
         }

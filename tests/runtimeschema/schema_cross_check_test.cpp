@@ -97,8 +97,6 @@ private:
     std::string m_text;
 };
 
-std::string Stem(const std::string& file) { return file.substr(0, file.rfind('.')); }
-
 // Every schema of schemas/, read as the library reads a run-time schema but with every `use`
 // from a file, as the generator reads it.
 class SchemasReadAtRunTime {
@@ -113,7 +111,7 @@ public:
                 m_files.Read(std::string(ZYRA_SCHEMA_DIR) + "/" + name, error);
             EXPECT_NE(pRead, nullptr) << error.Text();
             if (pRead != nullptr) {
-                m_read.emplace_back(Stem(name), pRead);
+                m_read.emplace_back(name.substr(0, name.rfind('.')), pRead);
             }
         }
     }
