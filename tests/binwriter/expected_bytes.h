@@ -12,8 +12,6 @@ namespace binwriter_test {
 // Section type numbers of the container, written out here rather than taken from the writer.
 constexpr uint32_t kSymbolTable = 0;
 constexpr uint32_t kDataBlock = 1;
-constexpr uint32_t kModeSection = 2;
-constexpr uint32_t kDataTable = 3;
 
 class Expected {
 public:
