@@ -1,5 +1,5 @@
-// Objects shared by the entries of a duplicate group: their reference counts, the sites and
-// counts that tell them apart, texts, invalid requests, and loads that run out of memory.
+// Texts shared by the entries of a duplicate group, invalid duplicate ids and requests, and
+// loads that run out of memory.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -7,7 +7,6 @@
 
 #include "binwriter/tuning_binary_builder.h"
 #include "log_capture.h"
-#include "parser/file/dup_obj_info.h"
 #include "parser/file/parameter_binary_file.h"
 #include "parser/file/parameter_file_symbol_table.h"
 #include "symbol_table_support.h"
@@ -44,7 +43,6 @@ struct DuplicatesTable {
             table.Find(entries[id], id, false);
         }
     }
-    void* New() { return ZyraCalloc(4, sizeof(int), 0); }
 
     TestSetManager setManager;
     TestModeTable modes{1};
@@ -54,66 +52,12 @@ struct DuplicatesTable {
     ParameterFileSymbolTableEntry entries[4];
 };
 
-TEST(DuplicateObjects, GroupMembersShareOneObjectPerSiteAndCount) {
+TEST(DuplicateObjects, TextsOfOneGroupAreReadOnceAndInvalidRequestsAreLogged) {
     zyra_test::LogCapture capture;
     DuplicatesTable t;
     ASSERT_TRUE(t.loaded);
     EXPECT_EQ(CountLogged(capture, "[ERROR]", "Invalid DuplicateID value 7"), 1);
     EXPECT_EQ(CountLogged(capture, "[ERROR]", "Invalid DuplicateID value 9"), 1);
-    ParameterFileSymbolTableEntry& first = t.entries[1];
-    ParameterFileSymbolTableEntry& second = t.entries[2];
-    capture.Clear();
-
-    void* pObject = t.New();
-    EXPECT_EQ(first.GetDupObject(4, kSite, 10), nullptr);
-    DupObjInfo* pInfo = first.SetDupObject(pObject, 4, kSite, 10);
-    ASSERT_NE(pInfo, nullptr);
-    EXPECT_EQ(pInfo->m_refCount.load(), 1u);
-    EXPECT_EQ(second.GetDupObject(4, kSite, 10), pInfo);
-    EXPECT_EQ(pInfo->m_pObject, pObject);
-    EXPECT_EQ(pInfo->m_refCount.load(), 2u);
-
-    // Another site, or the same site for another count, is another object.
-    EXPECT_EQ(second.GetDupObject(4, kSite, 11), nullptr);
-    EXPECT_EQ(second.GetDupObject(5, kSite, 10), nullptr);
-    EXPECT_EQ(CountLogged(capture, "[DEBUG]", "differing counts: IsModule: 0, ID: 1, Count: 5, "
-                                              "Found: 4, Loc: loader.cpp:10"),
-              1);
-
-    // An object offered while the element holds one stays the caller's, and the element
-    // keeps the reference its lookup took.
-    void* pLate = t.New();
-    EXPECT_EQ(second.SetDupObject(pLate, 4, kSite, 10), nullptr);
-    EXPECT_EQ(pInfo->m_refCount.load(), 3u);
-    EXPECT_TRUE(t.table.ReleaseDupObject(pLate));
-    ZyraFree(pLate);
-
-    // An entry in no group shares nothing.
-    void* pOwn = t.New();
-    EXPECT_EQ(t.entries[3].SetDupObject(pOwn, 4, kSite, 10), nullptr);
-    EXPECT_TRUE(t.table.ReleaseDupObject(pOwn));
-    ZyraFree(pOwn);
-    EXPECT_FALSE(t.table.ReleaseDupObject(nullptr));
-
-    EXPECT_FALSE(t.table.ReleaseDupObject(pObject));
-    EXPECT_FALSE(t.table.ReleaseDupObject(pObject));
-    EXPECT_TRUE(t.table.ReleaseDupObject(pObject));
-    ZyraFree(pObject);
-
-    // The emptied element comes back without taking a reference, and is filled again.
-    EXPECT_EQ(first.GetDupObject(4, kSite, 10), pInfo);
-    EXPECT_EQ(pInfo->m_pObject, nullptr);
-    EXPECT_EQ(pInfo->m_refCount.load(), 0u);
-    void* pRefill = t.New();
-    EXPECT_EQ(second.SetDupObject(pRefill, 4, kSite, 10), pInfo);
-    EXPECT_EQ(pInfo->m_refCount.load(), 1u);
-    EXPECT_TRUE(t.table.ReleaseDupObject(pRefill));
-    ZyraFree(pRefill);
-    EXPECT_TRUE(Lines(capture, "[ERROR]").empty());
-}
-
-TEST(DuplicateObjects, TextsOfOneGroupAreReadOnceAndInvalidRequestsAreLogged) {
-    DuplicatesTable t;
     char* pFirst = nullptr;
     char* pSecond = nullptr;
     char* pAlone = nullptr;
@@ -133,7 +77,7 @@ TEST(DuplicateObjects, TextsOfOneGroupAreReadOnceAndInvalidRequestsAreLogged) {
     }
 
     // Invalid requests are logged.
-    zyra_test::LogCapture capture;
+    capture.Clear();
     EXPECT_EQ(t.table.GetDupObject(false, 5, 1, kSite, 3), nullptr);
     EXPECT_EQ(t.table.SetDupObject(false, 1, nullptr, 1, kSite, 3), nullptr);
 

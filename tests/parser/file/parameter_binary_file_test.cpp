@@ -62,20 +62,6 @@ protected:
     std::string m_path = m_dir.Write("tuning.bin", WithCrc(m_payload));
 };
 
-TEST(ParameterBinaryFileCrc, TableAndCheckFollowTheStandardCrc32) {
-    zyra_test::LogCapture capture;
-    unsigned char known[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9', 0x26, 0x39, 0xF4, 0xCB};
-    EXPECT_TRUE(ParameterBinaryFile::ValidateCRC(known, sizeof(known), nullptr));
-    known[9] = 0;
-    EXPECT_FALSE(ParameterBinaryFile::ValidateCRC(known, sizeof(known), nullptr));
-    EXPECT_FALSE(ParameterBinaryFile::ValidateCRC(known, 4, nullptr));
-    EXPECT_EQ(ParserMessages(capture),
-              (std::vector<std::string>{
-                  "[ERROR] Binary file CRC validation failed. Expected: cbf43926, Actual: "
-                  "cbf43900\n",
-                  "[ERROR] Binary file CRC validation failed. Buffer too small\n"}));
-}
-
 TEST_F(ParameterBinaryFileTest, ReadsInRangeAndRefusesEverythingElseWithoutReading) {
     ParameterBinaryFile file(m_path.c_str(), nullptr, true);
     EXPECT_TRUE(file.IsOpened());

@@ -177,14 +177,6 @@ TEST(SymbolTable, AnIdOutOfRangeStopsTheTableButNotTheLoad) {
     // Without a data table a pointer names a symbol entry.
     EXPECT_TRUE(table.Find(entry, 1, false));
     EXPECT_EQ(CountLogged(capture, "[ERROR]", "Find: Symbol table entry ID"), 2);
-
-    // A binary below 4.0.0 has no data table entries, whatever its sections say.
-    ParameterFileSymbolTable older(&setManager, VersionUnion(3, 5, 0));
-    capture.Clear();
-    EXPECT_TRUE(older.Load(bytes.data(), static_cast<unsigned int>(bytes.size()), nullptr,
-                           nullptr, 0, 0, 0, 16, 8, 0, 0, nullptr, 1));
-    EXPECT_FALSE(older.Find(entry, 1, false));
-    EXPECT_EQ(CountLogged(capture, "[ERROR]", "Data table entry size is zero"), 1);
 }
 
 }  // namespace
