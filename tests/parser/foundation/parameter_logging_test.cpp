@@ -30,14 +30,6 @@ private:
     const char* m_pIdentifier;
 };
 
-TEST(ParameterLogging, GetFileNameKeepsThePartBehindTheLastSeparator) {
-    EXPECT_STREQ(ParameterLogging::GetFileName("/a"), "a");
-    EXPECT_STREQ(ParameterLogging::GetFileName("a\\b"), "b");
-    EXPECT_STREQ(ParameterLogging::GetFileName("x/y\\z/file.cpp"), "file.cpp");
-    EXPECT_STREQ(ParameterLogging::GetFileName("plain.cpp"), "plain.cpp");
-    EXPECT_STREQ(ParameterLogging::GetFileName(nullptr), "FileNameIsNULL");
-}
-
 TEST(ParameterLogging, WritesTheThreeFormsWithTheLevelTagsAndOnlyEnabledLevels) {
     zyra_test::LogCapture capture;
     TestLogger anonymous(nullptr);

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "../parser_messages.h"
 #include "log_capture.h"
