@@ -1,10 +1,14 @@
-// Every command over loopback against a loaded set manager, checked by its exact response.
+// Every command over loopback against a loaded set manager, checked by its exact response,
+// one client at a time, and stopping with clients that hold their connection idle.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "../parser_messages.h"
 #include "live_tuning_test_support.h"
 #include "parser/livetuning/parameter_dialin_custom_handler.h"
 #include "log_capture.h"
@@ -12,6 +16,7 @@
 namespace livetuning_test {
 namespace {
 
+using parser_test::CountLogged;
 using tuningclient::Command;
 
 std::string Curve(int changed = -1, int value = 0) {
@@ -117,26 +122,52 @@ TEST(LiveTuningEndToEnd, CustomGoesToTheInstalledHandlerOrAnswersZero) {
     ASSERT_TRUE(result);
     EXPECT_EQ(result->result, 0xbeef);
     EXPECT_EQ(result->data, (std::vector<uint8_t>{0xff, 3, 2, 1}));
-    EXPECT_FALSE(ParameterDialinWorker::IsPrintable(payload.data(), 0));
     EXPECT_EQ(echo.lastMax, 65523);
     EXPECT_TRUE(capture.Contains("Payload: FF030201..."));
 }
 
-TEST(LiveTuningEndToEnd, WorkerStartsOnlyAfterAGoodLoadWhileEnabled) {
-    TuningTestSetManager disabled;
-    disabled.SetDialinEnabled(false);
-    ASSERT_TRUE(disabled.LoadTestBinary("tag"));
-    EXPECT_FALSE(disabled.Worker()->IsRunning());
+TEST(LiveTuningEndToEnd, OneClientAtATimeAndStopWithIdleClients) {
+    Served served;
+    zyra_test::LogCapture capture;
+    ParameterDialinWorker& worker = *served.manager->Worker();
+    const unsigned short port = worker.Port();
 
-    TuningTestSetManager failed;
-    std::vector<uint8_t> junk(64, 0x5a);
-    EXPECT_FALSE(failed.LoadBinaryParameters(junk.data(), junk.size()));
-    EXPECT_FALSE(failed.Worker()->IsRunning());
+    // A client that connects and goes costs one message, and the next is taken: with the
+    // one of the client served so far, two.
+    served.client.Close();
+    tuningclient::TuningClient brief;
+    ASSERT_TRUE(brief.Connect("127.0.0.1", port));
+    brief.Close();
+    tuningclient::TuningClient first;
+    ASSERT_TRUE(first.Connect("127.0.0.1", port));
+    ASSERT_TRUE(first.GetDeviceInfo());
+    EXPECT_EQ(CountLogged(capture, "[DEBUG]", "Dialin client disconnected.  Resetting socket"), 2);
 
-    TuningTestSetManager good;
-    ASSERT_TRUE(good.LoadTestBinary("tag"));
-    EXPECT_TRUE(good.Worker()->IsRunning());
-    // Destroyed running: the set manager stops the worker on its way out.
+    // A second client waits in the backlog while the first stays.
+    tuningclient::TuningClient second(300);
+    ASSERT_TRUE(second.Connect("127.0.0.1", port));
+    EXPECT_FALSE(second.GetDeviceInfo());
+    first.Close();
+    second.Close();
+    tuningclient::TuningClient third;
+    ASSERT_TRUE(third.Connect("127.0.0.1", port));
+    EXPECT_TRUE(third.GetDeviceInfo());
+
+    // One idle client that has been served, and a restart with a fresh client that never
+    // sent anything: neither holds up a stop.
+    worker.Stop();
+    EXPECT_FALSE(worker.IsRunning());
+    worker.Start();
+    tuningclient::TuningClient silent;
+    ASSERT_TRUE(silent.Connect("127.0.0.1", worker.Port()));
+    // Accepted so far: brief, first, second, third and now silent.
+    const char* const pAccepted = "Dialin accepted data connection";
+    for (int i = 0; i < 200 && CountLogged(capture, "[DEBUG]", pAccepted) < 5; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    worker.Stop();
+    worker.Stop();
+    EXPECT_FALSE(worker.IsRunning());
 }
 
 }  // namespace
