@@ -129,6 +129,17 @@ TEST(ControlValues, TriggerTableIsSeparate) {
     EXPECT_TRUE(manager.GetTriggerValue(2, value));
     EXPECT_EQ(Text(value, true), "2=2");
     EXPECT_FALSE(manager.GetControlValue(2, value));
+
+    // The array and list forms replace the whole table.
+    const ParameterCTValue replacement[] = {ParameterCTValue(4, 4)};
+    manager.SetTriggerValues(replacement, 1);
+    EXPECT_TRUE(manager.GetTriggerValues(text, sizeof(text)));
+    EXPECT_STREQ(text, "4=4");
+    PList<ParameterCTValue> list;
+    ASSERT_TRUE(list.Insert(0, ParameterCTValue(5, 5)));
+    manager.SetTriggerValues(list);
+    EXPECT_TRUE(manager.GetTriggerValues(text, sizeof(text)));
+    EXPECT_STREQ(text, "5=5");
 }
 
 }  // namespace
