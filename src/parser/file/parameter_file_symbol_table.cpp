@@ -205,7 +205,9 @@ bool ParameterFileSymbolTable::ReadSectionFromFile(bool isModule, unsigned int o
         LogTableReadFailure(isModule, offset, size);
         return false;
     }
+    m_readingEntriesFromFile = true;
     bool read = ReadTable(pSection, size, 0, isModule);
+    m_readingEntriesFromFile = false;
     ZyraFree(pSection);
     return read;
 }

@@ -149,6 +149,9 @@ private:
     uint32_t m_dataTableOffset = 0;
     uint32_t m_dataOffset = 0;
     IModeTable* m_pModeTable = nullptr;
+    // Set while ReadSectionFromFile reads the entries: those go again right after the load,
+    // and Find reads each one with its values when asked, so their values are left unread.
+    bool m_readingEntriesFromFile = false;
     unsigned char m_alignment = 1;
     uint32_t m_symbolCount = 0;
     uint32_t m_dataCount = 0;

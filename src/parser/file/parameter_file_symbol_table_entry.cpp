@@ -207,7 +207,7 @@ bool ParameterFileSymbolTableEntry::TakeValues(unsigned char* pBuffer, unsigned 
     }
     if (pFile == nullptr) {
         m_pData = pBuffer + start;
-    } else if (valuesLength != 0) {
+    } else if (valuesLength != 0 && !m_pTable->m_readingEntriesFromFile) {
         m_pData = pFile->Read(static_cast<unsigned int>(start), valuesLength);
         if (m_pData == nullptr) {
             return false;

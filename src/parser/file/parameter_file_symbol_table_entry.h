@@ -43,7 +43,8 @@ public:
     // Reads the entry at `*pPosition` and moves the position behind it. Memory form (null
     // `pFile`): the entry stands in `pBuffer` of `length` bytes and its values are viewed in
     // place. File form: the entry is fetched from the file at its table's offset plus
-    // `*pPosition`, and its values are read into memory this entry owns. `dataOffset` is
+    // `*pPosition`, and its values are read into memory this entry owns (while the table
+    // reads its own entries from the file, only their bounds are checked). `dataOffset` is
     // where the data block begins. A module entry that names a mode gets its ModuleData.
     // `pFileName` is not used: the file object does the reading.
     bool Load(unsigned char* pBuffer, const char* pFileName, ParameterBinaryFile* pFile,
