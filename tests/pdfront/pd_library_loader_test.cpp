@@ -83,13 +83,9 @@ private:
 };
 
 // A PDLibCreateParamList over entries that it owns.
-class CreateParamList {
-public:
+struct CreateParamList {
     CreateParamList& Entry(uint32_t type, const void* pParam, uint32_t size) {
-        m_entries.push_back(PDLibParamEntry{});
-        m_entries.back().type = type;
-        m_entries.back().pParam = const_cast<void*>(pParam);
-        m_entries.back().size = size;
+        entries.push_back({type, const_cast<void*>(pParam), size});
         return *this;
     }
     CreateParamList& Name(const char* pName, uint32_t size = 0) {  // 0: length with terminator
@@ -97,19 +93,17 @@ public:
                      size != 0 ? size : static_cast<uint32_t>(std::strlen(pName) + 1));
     }
     CreateParamList& Camera(uint32_t cameraId) {
-        m_cameras.push_back(PDLibCameraInfo{{}, cameraId});
-        return Entry(PDLibCreateParamTypeCameraInfo, &m_cameras.back(), sizeof(PDLibCameraInfo));
+        cameras.push_back(PDLibCameraInfo{{}, cameraId});
+        return Entry(PDLibCreateParamTypeCameraInfo, &cameras.back(), sizeof(PDLibCameraInfo));
     }
     const PDLibCreateParamList* Get() {
-        m_list.pParams = m_entries.empty() ? nullptr : m_entries.data();
-        m_list.count = static_cast<uint32_t>(m_entries.size());
-        return &m_list;
+        list = {entries.empty() ? nullptr : entries.data(), static_cast<uint32_t>(entries.size())};
+        return &list;
     }
 
-private:
-    std::deque<PDLibCameraInfo> m_cameras;
-    std::vector<PDLibParamEntry> m_entries;
-    PDLibCreateParamList m_list{};
+    std::deque<PDLibCameraInfo> cameras;
+    std::vector<PDLibParamEntry> entries;
+    PDLibCreateParamList list{};
 };
 
 std::string Loaded(const std::string& path) {
