@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -27,11 +25,6 @@ std::string WithCrc(const std::string& payload) {
         bytes.push_back(static_cast<char>(crc >> shift));
     }
     return bytes;
-}
-
-void SetModifiedTime(const std::string& path, time_t seconds) {
-    struct timespec times[2] = {{seconds, 0}, {seconds, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
 // Makes the first `failures` stream reads come back short.
@@ -163,34 +156,6 @@ TEST_F(ParameterBinaryFileTest, RetriesAFailedStreamReadByReopening) {
     EXPECT_EQ(CountLogged(capture, "[ERROR]", "Read failed, retrying"), 3);
     // The stream was reopened in between and serves the next read.
     EXPECT_TRUE(broken.Read(value, 0, &position, 4, 1));
-}
-
-TEST_F(ParameterBinaryFileTest, ANewModificationTimeStopsReadsUntilReload) {
-    SetModifiedTime(m_path, 1000000);
-    ParameterBinaryFile file(m_path.c_str(), nullptr, true);
-    EXPECT_EQ(file.Reference(-1), 0);
-    EXPECT_EQ(file.Reference(1), 1);
-    EXPECT_FALSE(file.IsModified());
-
-    zyra_test::LogCapture capture;
-    EXPECT_EQ(file.Reference(-1), 0);
-    SetModifiedTime(m_path, 2000000);
-    EXPECT_EQ(file.Reference(1), 1);
-    EXPECT_TRUE(file.IsModified());
-    unsigned char value[4];
-    unsigned int position = 0;
-    EXPECT_FALSE(file.Read(value, 0, &position, 4, 1));
-    EXPECT_EQ(file.Read(0, 4), nullptr);
-    EXPECT_EQ(CountLogged(capture, "[WARNING]", "file modified, must reload"), 1);
-
-    m_dir.Write("tuning.bin", WithCrc("replaced content"));
-    EXPECT_TRUE(file.Reload());
-    EXPECT_FALSE(file.IsModified());
-    EXPECT_EQ(file.FileSize(), 20u);
-    EXPECT_EQ(file.Reference(0), 0);
-    EXPECT_EQ(file.Reference(1), 1);
-    EXPECT_TRUE(file.Read(value, 0, &position, 4, 1));
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(value), 4), "repl");
 }
 
 TEST_F(ParameterBinaryFileTest, ReferencesOpenAndCloseTheStreamAndSurviveAVanishedFile) {

@@ -1,9 +1,7 @@
-// The reader held to symbol and data table entries written out by hand, and the cursor's
-// rules on values of every width and on reads that run short.
+// The reader held to symbol and data table entries written out by hand.
 #include <gtest/gtest.h>
 
 #include "../../binwriter/golden_symbol_tables.h"
-#include "log_capture.h"
 #include "parser/file/parameter_file_symbol_table.h"
 #include "parser/setmanager/module_data.h"
 #include "symbol_table_support.h"
@@ -73,50 +71,6 @@ TEST(SymbolEntryLayout, DataTableEntryDecodesFieldByField) {
     EXPECT_EQ(entry.GetDuplicateId(), 2u);
     EXPECT_EQ(entry.GetModuleData(), nullptr);
     EXPECT_EQ(table.GetDataCount(), 2u);
-}
-
-TEST(EntryCursor, ValuesTakeTheirSlotAndShortReadsReadZero) {
-    std::vector<uint8_t> bytes =
-        Expected().Le(1, 4).Text("values", 32).Le(0, 8).Le(kNotAModule, 4).Le(0, 4).Le(16, 4)
-            .Le(1, 4).Le(0x0807060504030201, 8).Le(0x100F0E0D0C0B0A09, 8).Bytes();
-    TestSetManager setManager;
-    ParameterFileSymbolTable table{&setManager, VersionUnion(4, 0, 0)};
-    ASSERT_TRUE(table.Load(bytes.data(), static_cast<unsigned int>(bytes.size()), nullptr,
-                           nullptr, 0, 60, 0, 0, 0, 16, 60, nullptr, 1));
-    ParameterFileSymbolTableEntry entry;
-    ASSERT_TRUE(table.Find(entry, 1, true));
-    zyra_test::LogCapture capture;
-
-    uint8_t u8 = 0;
-    uint16_t u16 = 0;
-    uint32_t u32 = 0;
-    uint64_t u64 = 0;
-    EXPECT_TRUE(entry.Read(&u8, 1) && entry.Read(&u16, 1) && entry.Read(&u32, 1) &&
-                entry.Read(&u64, 1));
-    EXPECT_EQ(u8, 0x01);
-    EXPECT_EQ(u16, 0x0302);
-    EXPECT_EQ(u32, 0x07060504u);
-    EXPECT_EQ(u64, 0x0F0E0D0C0B0A0908ull);
-    EXPECT_EQ(entry.GetPosition(), 15u);
-    u16 = 0xFFFF;
-    EXPECT_FALSE(entry.Read(&u16, 1));
-    EXPECT_EQ(u16, 0);
-    EXPECT_FALSE(entry.Read(&u16, 1, ParameterFileSymbolTableEntry::ShortRead::Quiet));
-    EXPECT_EQ(entry.GetPosition(), 15u);
-    EXPECT_EQ(Lines(capture, "[ERROR]"),
-              (std::vector<std::string>{
-                  "[ERROR] Failed to read 2 bytes from binary file offset 15, length 16\n"}));
-
-    // An entry without values fails every read in silence.
-    capture.Clear();
-    ParameterFileSymbolTableEntry fresh;
-    u32 = 7;
-    EXPECT_FALSE(fresh.Read(&u32, 1));
-    EXPECT_EQ(u32, 0u);
-    EXPECT_FALSE(fresh.ReadBlock(reinterpret_cast<uint8_t*>(&u64), 3, 1));
-    ParameterFileSymbolTableEntry target;
-    EXPECT_FALSE(table.ReadPointerEntry(target, &fresh, 1));
-    EXPECT_TRUE(capture.Lines().empty());
 }
 
 }  // namespace
