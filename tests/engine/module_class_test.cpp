@@ -1,4 +1,4 @@
-// The generated module class: creation from its prototype, finding its entry, and clones.
+// The generated module class: creation from its prototype, loading its entry, and clones.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -58,6 +58,10 @@ TEST(ModuleClass, CloneSharesNothingWithItsSourceAndOutlivesIt) {
     enginetestTypeClass* pSource = binary.Create(id);
     ASSERT_NE(pSource, nullptr);
     ASSERT_TRUE(pSource->LoadModule(&binary.Table()));
+    // A second load of a loaded module does nothing and counts nothing.
+    ASSERT_TRUE(pSource->LoadModule(&binary.Table()));
+    EXPECT_EQ(pSource->Modified, 1u);
+    EXPECT_EQ(pSource->extraID, id);
     pSource->ModuleID |= 0x03000000;
 
     std::unique_ptr<enginetestTypeClass> pClone(pSource->Clone());
@@ -85,6 +89,15 @@ TEST(ModuleClass, CloneSharesNothingWithItsSourceAndOutlivesIt) {
     pSource->UnloadModule();
     EXPECT_EQ(CheckValues(*pClone, values), "");
     EXPECT_EQ(Errors(capture), Messages{});
+    EXPECT_EQ(pSource->name, nullptr);
+    EXPECT_EQ(pSource->extra.weights, nullptr);
+
+    // An ID the table lacks fails the load, logged, and still counts as a change.
+    pSource->ModuleID = 0x999;
+    EXPECT_FALSE(pSource->LoadModule(&binary.Table()));
+    EXPECT_TRUE(capture.Contains("LoadModule Failed to find module ID (2457) in Symbol Table"));
+    EXPECT_FALSE(pSource->Loaded);
+    EXPECT_EQ(pSource->Modified, 2u);
 }
 
 }  // namespace

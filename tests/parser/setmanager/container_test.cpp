@@ -1,5 +1,5 @@
-// The binary's header and section table: every refusal with the error text it leaves, and the
-// edges that still load.
+// The binary's header, section table and mode section: every refusal with the error text it
+// leaves, and the edges that still load.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -15,39 +15,83 @@ using binwriter::Version;
 
 const char kTag[] = "OVI Lumatrope Header";
 
-TEST(SetManagerContainer, RefusalsOfHeaderAndSectionTable) {
-    using Configure = std::function<void(TuningBinaryBuilder&)>;
+using Configure = std::function<void(TuningBinaryBuilder&)>;
+
+// Default and Usecase.Snapshot, then `damage`.
+Configure WithModes(Configure damage) {
+    return [damage](TuningBinaryBuilder& b) {
+        b.AddMode(Record(0, 0));
+        b.AddMode(Record(2, 1, 0));
+        damage(b);
+    };
+}
+
+TEST(SetManagerContainer, RefusalsOfHeaderSectionTableAndModeSection) {
     struct Refusal {
         Version version;
         Configure configure;
         size_t cutTo;  // 0: the whole binary
         const char* pError;
         size_t linesBefore;  // error lines logged before the error itself
+        const char* pLine;   // the last error line, when it is not the error text
     };
     const char kGeneral[] = "General error parsing binary header data header";
     const char kCount[] = "Invalid binary file section count";
     const Refusal refusals[] = {
-        {{5, 0, 0}, nullptr, 20, kGeneral, 2},
-        {{5, 0, 0}, nullptr, 164, kGeneral, 1},
+        {{5, 0, 0}, nullptr, 20, kGeneral, 2, nullptr},
+        {{5, 0, 0}, nullptr, 164, kGeneral, 1, nullptr},
         {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerTag = "OVI Lumatrope Headex"; },
-         0, "Invalid binary header tag: OVI Lumatrope Headex", 0},
+         0, "Invalid binary header tag: OVI Lumatrope Headex", 0, nullptr},
         {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerSize = 999; }, 0,
-         "Binary header data too small: Expected: 999 bytes, Actual: 316 bytes", 0},
+         "Binary header data too small: Expected: 999 bytes, Actual: 316 bytes", 0, nullptr},
         // Compressed sections pass the size test and are refused with the sections.
         {{3, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerSize = 999; b.SetFlags(2); },
-         0, "Compressed binary file not supported (support ended with V5.1.0)", 0},
+         0, "Compressed binary file not supported (support ended with V5.1.0)", 0, nullptr},
         {{5, 0, 1}, nullptr, 0,
          "Unsupported binary header version : 5.0.1. Please re-generate parser code using the "
-         "latest version of ParameterParser", 0},
-        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 1; }, 0, kCount, 1},
-        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 5; }, 0, kCount, 1},
+         "latest version of ParameterParser", 0, nullptr},
+        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 1; }, 0, kCount, 1,
+         nullptr},
+        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionCount = 5; }, 0, kCount, 1,
+         nullptr},
         {{2, 0, 0},
-         [](TuningBinaryBuilder& b) { b.SetSections({SectionType::SymbolTable, 7u}); }, 0, kCount, 1},
+         [](TuningBinaryBuilder& b) { b.SetSections({SectionType::SymbolTable, 7u}); }, 0, kCount,
+         1, nullptr},
         {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().sectionTableOffset = 310; }, 0,
-         kCount, 2},
+         kCount, 2, nullptr},
+        // A damaged mode section: the table was made before, so the binary counts as loaded.
+        // Two records of 24 bytes behind the 32-byte text make 80 bytes.
+        {{5, 0, 0},
+         WithModes([](TuningBinaryBuilder& b) {
+             b.SetSections({SectionType::DataBlock, {2u, {}, 81u}});
+         }),
+         0, "", 0, "[ERROR] ReadModeSection: ModeSize 81 does not match expected size 80"},
+        {{5, 0, 0},
+         WithModes([](TuningBinaryBuilder& b) {
+             b.SetSections({SectionType::DataBlock, {2u, 300u, 80u}});
+         }),
+         0, "", 0, "[ERROR] Failed to read 80 bytes from binary file offset 300, length 316"},
+        {{5, 0, 0},
+         WithModes([](TuningBinaryBuilder& b) {
+             b.SetSections({SectionType::DataBlock, {2u, {}, 16u}});
+         }),
+         0, "", 0, "[ERROR] ReadModeSection: ModeSize 16 does not match expected size 32"},
+        {{5, 0, 0},
+         WithModes([](TuningBinaryBuilder& b) {
+             binwriter::ModeRecord record = Record(2, 0, 0);
+             record.idOverride = 7;
+             b.AddMode(record);
+         }),
+         0, "ReadModeSection: Mode ID exceeds mode count", 0, nullptr},
+        {{5, 0, 0}, WithModes([](TuningBinaryBuilder& b) { b.AddMode(Record(2, 0, 7)); }), 0,
+         "ReadModeSection: Parent Mode ID exceeds mode count", 0, nullptr},
+        {{5, 0, 0}, WithModes([](TuningBinaryBuilder& b) { b.AddMode(Record(2, 0, 0, 7)); }), 0,
+         "ReadModeSection: Link Mode ID exceeds mode count", 0, nullptr},
     };
     for (const Refusal& refusal : refusals) {
-        SCOPED_TRACE(refusal.pError);
+        const std::string line =
+            refusal.pLine != nullptr ? refusal.pLine : std::string("[ERROR] ") + refusal.pError;
+        SCOPED_TRACE(line);
         TuningBinaryBuilder builder(refusal.version);
         if (refusal.configure) {
             refusal.configure(builder);
@@ -58,11 +102,14 @@ TEST(SetManagerContainer, RefusalsOfHeaderAndSectionTable) {
         EXPECT_FALSE(manager.LoadBinaryParameters(
             binary.data(), refusal.cutTo != 0 ? refusal.cutTo : binary.size()));
         EXPECT_FALSE(manager.IsValid());
-        EXPECT_EQ(manager.GetSymbolTable(), nullptr);
+        // The mode section is read after the table: its refusals leave the table made.
+        const bool modeSection =
+            refusal.pLine != nullptr || line.find("ReadModeSection") != std::string::npos;
+        EXPECT_EQ(manager.GetSymbolTable() != nullptr, modeSection);
         EXPECT_STREQ(manager.GetError(), refusal.pError);
         const Texts errors = Errors(capture);
         ASSERT_EQ(errors.size(), refusal.linesBefore + 1);
-        EXPECT_EQ(errors.back(), std::string("[ERROR] ") + refusal.pError);
+        EXPECT_EQ(errors.back(), line);
     }
 }
 

@@ -39,15 +39,9 @@ TEST(SetManagerLookup, BadRequestsAreRefusedWithTheirTexts) {
     EXPECT_FALSE(manager.LoadMode(nullptr, 0, "abc"));
     EXPECT_STREQ(manager.GetError(), "LoadMode is not valid in buffer mode");
     EXPECT_TRUE(manager.UnloadMode(nullptr, 0));
-    const Texts messages = Messages(capture);
     EXPECT_EQ(Errors(capture).size(), 9u);
-    EXPECT_EQ(messages.size(), 13u);
-    EXPECT_EQ(messages[4],
-              "[WARNING] GetModule nope module not found in default scenario (0.0), mode path: "
-              "0.0|2.0|4.4");
-    EXPECT_EQ(messages[5],
-              "[ERROR] GetModule nope failed to find a loaded module in 0.0|2.0|4.4, returning "
-              "null");
+    EXPECT_TRUE(capture.Contains("GetModule nope module not found in default scenario (0.0), mode "
+                                 "path: 0.0|2.0|4.4"));
     EXPECT_TRUE(capture.Contains("called with first mode != Default"));
     EXPECT_TRUE(capture.Contains("called with modeBranch == null and modeCount = 2"));
     // Lookups in buffer mode take no references on their modes.

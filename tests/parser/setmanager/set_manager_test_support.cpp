@@ -184,13 +184,9 @@ std::vector<uint8_t> ValueBytes(uint32_t value) {
     return bytes;
 }
 
-std::vector<std::string> Messages(const zyra_test::LogCapture& capture) {
-    return parser_test::ParserMessages(capture);
-}
-
 std::vector<std::string> Errors(const zyra_test::LogCapture& capture) {
     std::vector<std::string> errors;
-    for (const std::string& message : Messages(capture)) {
+    for (const std::string& message : parser_test::ParserMessages(capture)) {
         if (message.rfind("[ERROR] ", 0) == 0) {
             errors.push_back(message);
         }

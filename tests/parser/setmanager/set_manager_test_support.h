@@ -94,10 +94,7 @@ TestModule* ModuleOf(ModeEntry* pMode, const std::string& name);
 // Eight bytes of module values: `value` as a u32, then zeros (one slot at any alignment).
 std::vector<uint8_t> ValueBytes(uint32_t value);
 
-// The parser's lines, each as "[LEVEL] message".
-std::vector<std::string> Messages(const zyra_test::LogCapture& capture);
-
-// The same lines, only those at error level.
+// The parser's error lines, each as "[ERROR] message".
 std::vector<std::string> Errors(const zyra_test::LogCapture& capture);
 
 // Default "abc"; Usecase.Preview "def" and "dup"; Feature2.MFNRBlend below Preview "abc";
