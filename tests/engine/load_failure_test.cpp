@@ -144,14 +144,5 @@ TEST_F(Damaged, WordsThatDoNotHoldFailTheLoadAtTheirField) {
     }
 }
 
-TEST_F(Damaged, AnAbsentOptionalElementStaysEmpty) {
-    ModuleValues absent;
-    absent.extraExists = 0;
-    enginetestTypeClass* pModule = Load(absent, true);
-    EXPECT_EQ(Errors(capture), Messages{});
-    EXPECT_EQ(pModule->extra.label, nullptr);
-    EXPECT_EQ(static_cast<uint32_t>(pModule->extra.shape), 0u);
-}
-
 }  // namespace
 }  // namespace engine_test

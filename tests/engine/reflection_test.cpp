@@ -125,16 +125,12 @@ TEST(Reflection, SetValueConvertsStoresListsAndRefusesWhatItCannotChange) {
         {"u32", "-3", true, "u32", "0"},
         {"u32", "99999999999", true, "u32", "4294967295"},
         {"u32", "1e3", false, "u32", "4294967295"},
-        {"u32", "", false, "u32", "4294967295"},
         {"u32", " 5", false, "u32", "4294967295"},
         {"i32", "2.9", true, "i32", "2"},
         {"i32", "-2.9", true, "i32", "-2"},
         {"u8", "300", true, "u8", "255"},
-        {"u16", "-1", true, "u16", "0"},
         {"i64", "-12345678901", true, "i64", "-12345678901"},
         {"f32", "0.25", true, "f32", "0.25"},
-        {"f64", "-1.5", true, "f64", "-1.5"},
-        {"flag", "5", true, "flag", "5"},
         // An enum takes any number: its set of values is not consulted.
         {"trigger", "4242", true, "trigger", "4242"},
         {"name", "x", false, "name", "module name"},
@@ -158,11 +154,9 @@ TEST(Reflection, SetValueConvertsStoresListsAndRefusesWhatItCannotChange) {
         {"regions[0].weights[2]", "40", true, "regions[0].weights", "1,2,40"},
         {"regions[1].weights", "1", true, "regions[1].weights", "?"},
         {"regions[2].shape", "1", false, "regions[0].shape", "7"},
-        {"extra.shape", "9", true, "extra.shape", "9"},
         {"level", "12", true, "level", "12"},
         {"tail.", "1", true, "tail", "1"},
         {"scratch", "1", false, "tail", "1"},
-        {"nosuch", "1", false, "tail", "1"},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(m.SetValue(c.pPath, c.pValue), c.ok) << c.pPath << " = " << c.pValue;

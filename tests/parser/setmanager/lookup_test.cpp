@@ -1,11 +1,16 @@
-// Lookups the set manager model does not make: the refusals of bad requests, and the order
-// and limit of the active mode list at its edges.
+// What the set manager model does not do: the refusals of bad lookups, updates and reloads,
+// the order and limit of the active mode list at its edges, and the text interface of the live
+// tuning service (values by mode path, module name and field names, and field descriptions).
+// Updates that go through, and the modules that clients hold across them, are checked by the
+// model (tests/model).
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <utility>
 
 #include "binwriter/tuning_binary_builder.h"
 #include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_parser_info.h"
 #include "set_manager_test_support.h"
 #include "temp_dir.h"
 
@@ -125,6 +130,110 @@ TEST_F(ManyModesTest, ListOrderAndLimitAtTheirEdges) {
     EXPECT_EQ(manager.ActiveModes().Count(), 5u);
     EXPECT_TRUE(UseCase(20)->Loaded);
     EXPECT_TRUE(ModuleOf(manager.GetModeEntry(41u), "abc")->Loaded);
+}
+
+TEST(SetManagerReplace, RefusalsLeaveTheRunningSetAsItWas) {
+    std::vector<uint8_t> original = Tree(0);
+    std::vector<uint8_t> update = Tree(1000);
+    zyra_test::LogCapture capture;
+    TestSetManager empty;
+    RegisterTree(empty);
+    EXPECT_FALSE(empty.UpdateBinaryParameters(update.data(), update.size()));
+    EXPECT_STREQ(empty.GetError(),
+                 "UpdateBinaryParameters failed, original parameter load is invalid");
+
+    TestSetManager manager;
+    RegisterTree(manager);
+    ASSERT_TRUE(manager.LoadBinaryParameters(original.data(), original.size()));
+    EXPECT_FALSE(manager.ReloadBinaryParameters(false));
+    EXPECT_STREQ(manager.GetError(), "ReloadBinaryParameters called with empty file name");
+    // A binary that does not load changes nothing, though the call itself went through.
+    std::vector<uint8_t> broken(update.begin(), update.begin() + 100);
+    EXPECT_TRUE(manager.UpdateBinaryParameters(broken.data(), broken.size()));
+    EXPECT_STREQ(manager.GetError(), "UpdateBinaryParameters failed to load parameters");
+    EXPECT_EQ(Get(manager, "def", "0.0|2.0")->Value, 33u);
+    // A module the running tree lacks is not taken in; the others are.
+    std::vector<uint8_t> extra = Tree(1000, true);
+    EXPECT_TRUE(manager.UpdateBinaryParameters(extra.data(), extra.size()));
+    EXPECT_EQ(Get(manager, "def", "0.0|2.0")->Value, 1033u);
+    EXPECT_EQ(Get(manager, "ghi", "0.0|2.0"), nullptr);
+    EXPECT_EQ(manager.UpdateSetCount(), 2u);
+
+    // Freeing what updates replaced leaves every module of the running tree alive.
+    TestModule::Destroyed().clear();
+    manager.FreeReplacedParameters();
+    EXPECT_FALSE(TestModule::Destroyed().empty());
+    for (const auto& [mode, pName] : {std::pair<uint32_t, const char*>{0, "abc"}, {1, "def"},
+                                      {2, "abc"}, {3, "ghi"}, {5, "dup"}}) {
+        TestModule* pModule = ModuleOf(manager.GetModeEntry(mode), pName);
+        EXPECT_EQ(TestModule::Destroyed().count(pModule), 0u) << pName << " in mode " << mode;
+    }
+    EXPECT_EQ(Get(manager, "def", "0.0|2.0")->Value, 1033u);
+}
+
+std::string Value(TestSetManager& manager, const char* pPath, const char* pModule,
+                  const char* pNames, bool expected = true) {
+    char text[256] = "stale";
+    EXPECT_EQ(manager.GetValue(pPath, pModule, pNames, text, sizeof(text)), expected);
+    return text;
+}
+
+TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
+    zyra_test::TempDir dir;
+    std::vector<uint8_t> binary = Tree();
+    const std::string file = dir.Write("tree.bin", std::string(binary.begin(), binary.end()));
+    for (const bool onDemand : {false, true}) {
+        SCOPED_TRACE(onDemand);
+        TestSetManager manager;
+        ASSERT_TRUE(LoadTree(manager, binary, file, onDemand));
+        const char* pBlend = "0.0|2.0|4.4";
+        // Each name that reads is listed; the last one decides the result.
+        EXPECT_EQ(Value(manager, pBlend, "abc", "value,nope,gains[1]"), "value=22;gains[1]=0");
+        EXPECT_EQ(Value(manager, pBlend, "abc", "value,nope", false), "value=22");
+        // A module read in file mode keeps its mode in memory.
+        EXPECT_EQ(manager.GetModeEntry(2u)->IsActive(), onDemand);
+        // Without names every described field is read, arrays element by element; a path
+        // naming one field gets a record without name, which the path's last part names.
+        EXPECT_EQ(Value(manager, "0.0|2.0", "abc", nullptr), "value=11;gains=0,0");
+        EXPECT_EQ(Value(manager, pBlend, "abc.value", nullptr), "value=22");
+        // Without a description the path is read as one field.
+        EXPECT_EQ(Value(manager, pBlend, "abc.gains[1]", nullptr), "gains[1]=0");
+        EXPECT_EQ(Value(manager, pBlend, "abc.nope", nullptr, false), "");
+        EXPECT_EQ(Value(manager, pBlend, "nope", "value", false), "");
+        // A path that does not parse to its end names no mode, not the part before the fault.
+        EXPECT_EQ(Value(manager, "x|y", "abc", "value", false), "stale");
+        EXPECT_EQ(Value(manager, "0.0|2.x", "abc", "value", false), "stale");
+        EXPECT_FALSE(manager.SetValue("0.0|2.x", "abc", "value", "1"));
+
+        // Setting changes the selected instance only, and pins its mode.
+        EXPECT_TRUE(manager.SetValue(pBlend, "abc", "gains[1]", "9"));
+        EXPECT_EQ(Value(manager, pBlend, "abc", nullptr), "value=22;gains=0,9");
+        EXPECT_EQ(Value(manager, "0.0", "abc", nullptr), "value=11;gains=0,0");
+        EXPECT_TRUE(manager.GetModeEntry(2u)->Pinned);
+        EXPECT_FALSE(manager.SetValue("0.0", "abc", "gains[2]", "1"));
+        EXPECT_FALSE(manager.SetValue("0.0", ".value", "value", "1"));
+        EXPECT_FALSE(manager.SetValue("0.0", "abc", "value", nullptr));
+        EXPECT_EQ(manager.ValueSetCount(), 1u);
+
+        // Without a module the root's modules are listed with the paths of the instances the
+        // mode path selects.
+        PList<ParameterParserInfo> info;
+        ASSERT_TRUE(manager.GetInfo(pBlend, nullptr, info));
+        ASSERT_EQ(info.Count(), 1u);
+        EXPECT_STREQ(info[0].Name, "abc");
+        EXPECT_STREQ(info[0].TypeName, "Module");
+        EXPECT_STREQ(info[0].Value, "Default|Usecase.Preview|Feature2.MFNRBlend");
+        ASSERT_TRUE(manager.GetInfo(pBlend, "abc", info));
+        ASSERT_EQ(info.Count(), 3u);
+        EXPECT_STREQ(info[1].Value, "22");
+        EXPECT_TRUE(info[2].IsArray);
+        EXPECT_FALSE(manager.GetInfo("0.0", "abc.nope", info));
+        zyra_test::LogCapture capture;
+        EXPECT_FALSE(manager.GetInfo("0.0|2.x", "abc", info));
+        EXPECT_TRUE(Errors(capture).empty());
+        EXPECT_FALSE(manager.GetInfo(nullptr, "abc", info));
+        EXPECT_EQ(Errors(capture), (Texts{"[ERROR] GetInfo called with null or empty modeBranch"}));
+    }
 }
 
 }  // namespace
