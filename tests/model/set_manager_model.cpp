@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <optional>
 #include <set>
 #include <thread>
 #include <vector>
@@ -229,18 +230,12 @@ Shape NewShape(Choices& choices) {
 
 std::vector<uint8_t> Build(const Shape& shape) {
     binwriter::TuningBinaryBuilder builder(shape.format);
+    const auto id = [](int node) {
+        return node >= 0 ? std::optional<uint32_t>(node) : std::nullopt;
+    };
     for (const NodeSpec& node : shape.nodes) {
-        binwriter::ModeRecord record;
-        record.mode = node.mode;
-        record.subMode = node.subMode;
-        if (node.parent >= 0) {
-            record.parent = static_cast<uint32_t>(node.parent);
-        }
-        if (node.link >= 0) {
-            record.link = static_cast<uint32_t>(node.link);
-        }
-        record.pinned = node.pinned;
-        builder.AddMode(record);
+        builder.AddMode(
+            {node.mode, node.subMode, id(node.parent), id(node.link), node.pinned, std::nullopt});
     }
     PathValueWriter writer(builder);
     std::vector<std::pair<uint32_t, std::vector<uint8_t>>> written;

@@ -143,13 +143,7 @@ DefaultModule* TestSetManager::GetDefaultModule(char* pType) {
 
 binwriter::ModeRecord Record(uint16_t mode, uint16_t subMode, std::optional<uint32_t> parent,
                              std::optional<uint32_t> link, bool pinned) {
-    binwriter::ModeRecord record;
-    record.mode = mode;
-    record.subMode = subMode;
-    record.parent = parent;
-    record.link = link;
-    record.pinned = pinned;
-    return record;
+    return {mode, subMode, parent, link, pinned, std::nullopt};
 }
 
 std::vector<TuningMode> Branch(const std::string& path) {
@@ -177,11 +171,8 @@ TestModule* ModuleOf(ModeEntry* pMode, const std::string& name) {
 }
 
 std::vector<uint8_t> ValueBytes(uint32_t value) {
-    std::vector<uint8_t> bytes(8, 0);
-    for (int i = 0; i < 4; ++i) {
-        bytes[i] = static_cast<uint8_t>(value >> (8 * i));
-    }
-    return bytes;
+    return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8),
+            static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 24), 0, 0, 0, 0};
 }
 
 std::vector<std::string> Errors(const zyra_test::LogCapture& capture) {
