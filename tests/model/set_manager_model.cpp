@@ -54,9 +54,7 @@ using zyra_test::PathValueWriter;
 using zyra_test::SaltOf;
 using zyra_test::ScalarBits;
 using zyra_test::TextValue;
-using ParameterEngine::ElementKind;
 using ParameterEngine::FieldDescriptor;
-using ParameterEngine::FieldKind;
 
 const char* const kNames[] = {"enginetest", "enginetest_twin"};
 const binwriter::Version kFormats[] = {{3, 1, 0}, {4, 0, 0}, {5, 0, 0}};
@@ -450,14 +448,10 @@ private:
         utimensat(AT_FDCWD, m_path.c_str(), times, 0);
     }
 
-    uint32_t AnyNode() {
-        return m_choices.Below(static_cast<uint32_t>(m_model.shape.nodes.size()));
-    }
-
     // One random operation; true when it was a lookup, which evicts what is over the limit.
     bool Step() {
         const uint32_t kind = m_choices.Below(100);
-        const uint32_t node = AnyNode();
+        const uint32_t node = m_choices.Below(static_cast<uint32_t>(m_model.shape.nodes.size()));
         const uint32_t name = m_choices.Below(2);
         if (kind < 25 && !m_holds.empty()) {
             Release(m_choices.Below(static_cast<uint32_t>(m_holds.size())));
