@@ -304,26 +304,14 @@ private:
     void Module(size_t mode) {
         Written entry{mode, "", 0, 0, {}, Json::object()};
         const unsigned int kind = static_cast<unsigned int>(m_random.Below(100));
-        const bool duplicates = binwriter::HasDuplicateIds(m_version);
-        if (kind < 10 && duplicates && !m_originals.empty()) {
-            // A second entry of a module's values: the reader gives it the same instance.
-            const Written& original = written[m_random.Pick(m_originals)];
-            entry = original;
-            entry.mode = mode;
-            binwriter::SymbolEntry symbol;
-            symbol.name = ShortName(entry.name);
-            symbol.version = zyratune::FindCatalogueName(entry.name)->version;
-            symbol.mode = static_cast<uint32_t>(mode);
-            symbol.data = entry.bytes;
-            symbol.duplicateId = original.id;
-            entry.id = m_builder.AddSymbol(std::move(symbol));
-            entry.expected = Expected(*zyratune::FindCatalogueName(entry.name), entry.id,
-                                      entry.bytes, original.expected);
-            Add(std::move(entry), false);
-            return;
-        }
         const bool described = m_manager == "TuningSetManager" && kind >= 55 && kind < 85;
-        if ((kind < 55 && !m_typed.empty()) || described) {
+        std::optional<uint32_t> duplicateOf;
+        if (kind < 10 && binwriter::HasDuplicateIds(m_version) && !m_originals.empty()) {
+            // A second entry of a module's values: the reader gives it the same instance.
+            entry = written[m_random.Pick(m_originals)];
+            entry.mode = mode;
+            duplicateOf = entry.id;
+        } else if ((kind < 55 && !m_typed.empty()) || described) {
             entry.name = described ? kDescribed : Name(mode, m_typed).name;
             const StructDescriptor& fields = Fields(entry.name);
             Json values = m_values.Structure(fields, 0);
@@ -346,18 +334,19 @@ private:
             return;
         }
         const zyratune::CatalogueName& name = *zyratune::FindCatalogueName(entry.name);
-        entry.id = m_builder.AddModule(ShortName(entry.name), name.version,
-                                       static_cast<uint32_t>(mode), entry.bytes);
-        entry.instance = entry.id;
-        entry.expected = Expected(name, entry.id, entry.bytes, entry.expected);
-        Add(std::move(entry), true);
-    }
-
-    void Add(Written entry, bool original) {
-        if (original) {
+        binwriter::SymbolEntry symbol;
+        symbol.name = ShortName(entry.name);
+        symbol.version = name.version;
+        symbol.mode = static_cast<uint32_t>(mode);
+        symbol.data = entry.bytes;
+        symbol.duplicateId = duplicateOf;
+        entry.id = m_builder.AddSymbol(std::move(symbol));
+        if (!duplicateOf) {
+            entry.instance = entry.id;
             m_originals.push_back(written.size());
         }
-        m_nodes[entry.mode].modules.push_back(entry.expected);
+        entry.expected = Expected(name, entry.id, entry.bytes, entry.expected);
+        m_nodes[mode].modules.push_back(entry.expected);
         written.push_back(std::move(entry));
     }
 
@@ -434,36 +423,16 @@ private:
 
     // The expected description's modes, the links named by the paths that the tool gives.
     void Assemble() {
-        std::vector<Json> objects;
-        for (const Node& node : m_nodes) {
-            Json object = {{"mode", ModeText(node.mode)}};
-            if (node.link) object["link"] = nullptr;
-            if (node.pinned) object["pinned"] = true;
-            if (!node.modules.empty()) object["modules"] = node.modules;
-            objects.push_back(std::move(object));
-        }
-        // Children into parents from the last node back, so each goes in whole.
-        std::vector<Json> children(m_nodes.size(), Json::array());
-        for (size_t i = m_nodes.size(); i-- > 0;) {
-            if (!children[i].empty()) {
-                std::reverse(children[i].begin(), children[i].end());
-                objects[i]["children"] = children[i];
-            }
-            if (m_nodes[i].parent) {
-                children[*m_nodes[i].parent].push_back(objects[i]);
-            }
-        }
-        description["modes"] = objects[0];
+        std::vector<size_t> order;
+        description["modes"] = ModeObject(0, order);
         for (size_t i = 1; i < m_nodes.size(); ++i) {
             if (!m_nodes[i].parent) {
-                description["detachedModes"].push_back(objects[i]);
+                description["detachedModes"].push_back(ModeObject(i, order));
             }
         }
-        // The description lists modes depth first, and the generator made each parent first.
+        // The tool lists the modes in the order ModeObject visited them: depth first.
         std::vector<zyratune::DescribedMode> listed = zyratune::DescribedModes(description, "");
-        std::vector<size_t> order = DepthFirst();
         paths.assign(m_nodes.size(), "");
-        reachable.assign(m_nodes.size(), false);
         for (size_t i = 0; i < listed.size(); ++i) {
             paths[order[i]] = listed[i].path;
         }
@@ -474,26 +443,24 @@ private:
             }
         }
         for (size_t i = 0; i < m_nodes.size(); ++i) {
-            reachable[i] = Reachable(i);
+            reachable.push_back(Reachable(i));
         }
     }
 
-    // The nodes as the description lists them: each tree depth first, roots in file order.
-    std::vector<size_t> DepthFirst() const {
-        std::vector<size_t> order;
-        std::vector<size_t> pending;
-        for (size_t i = m_nodes.size(); i-- > 0;) {
-            if (!m_nodes[i].parent) pending.push_back(i);
-        }
-        while (!pending.empty()) {
-            const size_t node = pending.back();
-            pending.pop_back();
-            order.push_back(node);
-            for (size_t child = m_nodes.size(); child-- > 0;) {
-                if (m_nodes[child].parent == node) pending.push_back(child);
+    // The node and its subtree as the description shows them; `order` gets them depth first.
+    Json ModeObject(size_t index, std::vector<size_t>& order) const {
+        const Node& node = m_nodes[index];
+        order.push_back(index);
+        Json object = {{"mode", ModeText(node.mode)}};
+        if (node.link) object["link"] = nullptr;
+        if (node.pinned) object["pinned"] = true;
+        if (!node.modules.empty()) object["modules"] = node.modules;
+        for (size_t child = index + 1; child < m_nodes.size(); ++child) {
+            if (m_nodes[child].parent == index) {
+                object["children"].push_back(ModeObject(child, order));
             }
         }
-        return order;
+        return object;
     }
 
     // A path of named modes from the root, without links on it, twins or grouped steps, which
@@ -591,20 +558,18 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
                   const zyra_test::TempDir& directory) {
     std::vector<size_t> candidates;
     std::vector<size_t> described;
-    std::map<size_t, std::string> labels;
+    std::vector<std::string> labels;
     std::map<std::pair<size_t, std::string>, size_t> seen;
     for (size_t i = 0; i < maker.written.size(); ++i) {
         const Written& entry = maker.written[i];
         const size_t occurrence = seen[{entry.mode, entry.name}]++;
-        labels[i] = zyratune::OccurrencePath(entry.name, occurrence);
-        if (occurrence == 0 && maker.reachable[entry.mode] &&
-            (entry.expected.contains("values") || entry.expected.contains("schemaValues"))) {
-            candidates.push_back(i);
-            if (entry.expected.contains("schemaValues")) {
-                described.push_back(i);
-            }
+        labels.push_back(zyratune::OccurrencePath(entry.name, occurrence));
+        if (occurrence == 0 && maker.reachable[entry.mode]) {
+            if (entry.expected.contains("values")) candidates.push_back(i);
+            if (entry.expected.contains("schemaValues")) described.push_back(i);
         }
     }
+    candidates.insert(candidates.end(), described.begin(), described.end());
     if (candidates.empty()) {
         return;
     }
@@ -634,7 +599,9 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
     std::vector<zyratune::DescribedMode> modes = zyratune::DescribedModes(dumped, "");
     std::map<std::string, size_t> listed;
     for (size_t i = 0; i < modes.size(); ++i) listed[modes[i].path] = i;
-    std::vector<std::pair<std::pair<size_t, size_t>, std::string>> changes;
+    // By place in the description: the line of the change, and whether set names it or it
+    // shares the changed value.
+    std::map<std::pair<size_t, size_t>, std::pair<std::string, bool>> changes;
     Json edited = dumped;
     std::map<size_t, size_t> position;
     for (size_t i = 0; i < maker.written.size(); ++i) {
@@ -646,18 +613,16 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
         const std::string& modePath = maker.paths[entry.mode];
         const Json::json_pointer module = modes[listed[modePath]].pointer / "modules" / at;
         edited[module / pValues / leaf.pointer] = value;
-        if (rewritten) {
-            edited[module / "bytes"] = nullptr;
-        }
-        const bool addressed = modePath == path && labels[i] == target.name;
-        changes.push_back({{listed[modePath], at},
-                           modePath + " " + labels[i] + "." + leaf.path + ": " +
-                               leaf.value.dump() + " -> " + value.dump() +
-                               (addressed ? "" : " (shares the changed value)")});
+        changes[{listed[modePath], at}] = {modePath + " " + labels[i] + "." + leaf.path + ": " +
+                                               leaf.value.dump() + " -> " + value.dump(),
+                                           modePath == path && labels[i] == target.name};
     }
-    std::sort(changes.begin(), changes.end());
     std::string lines;
-    for (const auto& change : changes) lines += change.second + "\n";
+    std::string unmarked;
+    for (const auto& [at, change] : changes) {
+        lines += change.first + (change.second ? "" : " (shares the changed value)") + "\n";
+        unmarked += change.first + "\n";
+    }
 
     const std::string output = directory.File("edited.bin");
     std::ostringstream said;
@@ -669,18 +634,15 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
     if (rewritten) {
         TakeEntries(after);
         TakeEntries(edited);
-        for (const auto& change : changes) {
-            const auto& [mode, at] = change.first;
-            after[modes[mode].pointer / "modules" / at / "bytes"] = nullptr;
+        for (const auto& [at, change] : changes) {
+            const Json::json_pointer bytes = modes[at.first].pointer / "modules" / at.second / "bytes";
+            after[bytes] = nullptr;
+            edited[bytes] = nullptr;
         }
     }
     EXPECT_EQ(after.dump(2), edited.dump(2));
     std::ostringstream difference;
     EXPECT_EQ(zyratune::Diff(original, output, false, difference), 1);
-    std::string unmarked = lines;
-    for (size_t at; (at = unmarked.find(" (shares the changed value)")) != std::string::npos;) {
-        unmarked.erase(at, std::string(" (shares the changed value)").size());
-    }
     EXPECT_EQ(difference.str(), unmarked);
     std::ostringstream none;
     EXPECT_EQ(zyratune::Diff(original, original, false, none), 0);
