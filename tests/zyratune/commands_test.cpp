@@ -1,5 +1,5 @@
 // The commands on what the sample does not cover: opaque tuning modules, binaries whose modules
-// no single set manager knows, and descriptions that build refuses.
+// no single set manager knows, and descriptions and values that build refuses.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -10,6 +10,8 @@
 
 #include "binwriter/tuning_binary_builder.h"
 #include "commands.h"
+#include "enginetest_1_0_0.h"
+#include "json_codec.h"
 #include "temp_dir.h"
 #include "tool_error.h"
 
@@ -128,6 +130,30 @@ TEST(ZyratuneCommands, BadDescriptionsAreRefusedNamingTheirPlace) {
         std::ostringstream ignored;
         EXPECT_EQ(ErrorOf([&] { zyratune::Build(input, directory.File("out.bin"), ignored); }),
                   input + ": " + message)
+            << text;
+    }
+}
+
+TEST(ZyratuneCommands, ValuesAFieldCannotHoldAreRefusedNamingThePlace) {
+    const std::vector<std::pair<const char*, std::string>> cases = {
+        {R"({"u8": 256})", "m.u8: must be an integer in range"},
+        {R"({"i32": 1.5})", "m.i32: must be an integer in range"},
+        {R"({"f32": 1e39})", "m.f32: must be a number in range"},
+        {R"({"flag": -1})", "m.flag: must be true or false"},
+        {R"({"trigger": 19})", "m.trigger: 19 is not a value of trigger_types"},
+        {R"({"lut": [1, 2]})", "m.lut: must be an array of 6 values"},
+        {R"({"regions": [{}, {"weights": [1, 70000]}]})",
+         "m.regions[1].weights[1]: must be an integer in range"},
+        {R"({"origin": {"z": 1}})", "m.origin.z: no such field in pointType"},
+        {R"([1])", "m: must be an object"},
+    };
+    const auto& top = *enginetest_1_0_0::enginetestTypeClass::Descriptor().top;
+    for (const auto& [text, message] : cases) {
+        binwriter::TuningBinaryBuilder builder(kFormat);
+        EXPECT_EQ(ErrorOf([&] {
+                      zyratune::EncodeStructure(top, zyratune::Json::parse(text), builder, "m");
+                  }),
+                  message)
             << text;
     }
 }

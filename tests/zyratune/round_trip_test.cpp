@@ -1,10 +1,11 @@
 // Binaries of random shape from the binary writer go through dump --json, build and dump --json
 // again unchanged and never grow: every container version and layout, each set manager, mode
 // trees with links, pins, empty and detached modes, typed modules with random values (shared or
-// not, repeated names, duplicated entries), opaque modules whose bytes hold entry ids, opaque
-// modules laid out by a run-time schema (bytes, with the schema's values beside them), and
-// modules that do not load. The first dump shows what the generator wrote; set changes one
-// value at every module entry holding it and nowhere else, and diff reports exactly that.
+// not, repeated names, duplicated entries, values JSON spells as text), opaque modules whose
+// bytes hold entry ids, opaque modules laid out by a run-time schema (bytes, with the schema's
+// values beside them), and modules that do not load. The first dump shows what the generator
+// wrote; set changes one value at every module entry holding it and nowhere else, and diff
+// reports exactly that.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -63,6 +64,11 @@ end
 )";
 // Few texts and small numbers, so that equal values and arrays recur.
 const char* const kTexts[] = {"", "rear", "rear_wide", "tele"};
+// Values that JSON has no number or string for, as the tool spells them: a text that is no
+// UTF-8, a boolean word above 1, infinities, the quiet NaN and a NaN with a payload.
+const Json kNoText = {{"hex", "c3ff"}};
+const Json kNoBoolean = 7u;
+const char* const kNoNumber[] = {"inf", "-inf", "nan"};
 
 void DiscardLog(void*, uint64_t, const char*, uint32_t, const char*) {}
 
@@ -122,18 +128,28 @@ public:
             case ScalarType::Int32: return static_cast<int32_t>(m_random.Bits());
             case ScalarType::UInt64: return m_random.Bits();
             case ScalarType::Int64: return static_cast<int64_t>(m_random.Bits());
-            case ScalarType::Float: return real;
-            case ScalarType::Double: return real / 8;
-            case ScalarType::Boolean: return m_random.Chance(50);
+            case ScalarType::Float: return Real(real, "0x7fc00001");
+            case ScalarType::Double: return Real(real / 8, "0x7ff8000000000001");
+            case ScalarType::Boolean: return m_random.Chance(5) ? kNoBoolean : Json(m_random.Chance(50));
         }
         return nullptr;
     }
 
+    Json Text() { return m_random.Chance(5) ? kNoText : Json(kTexts[m_random.Below(4)]); }
+
 private:
+    Json Real(double number, const char* pNanWithPayload) {
+        if (!m_random.Chance(5)) {
+            return number;
+        }
+        const uint64_t special = m_random.Below(4);
+        return special < 3 ? kNoNumber[special] : pNanWithPayload;
+    }
+
     Json Element(const ElementType& element, unsigned int depth) {
         switch (element.kind) {
             case ElementKind::Struct: return Structure(*element.structType, depth);
-            case ElementKind::String: return kTexts[m_random.Below(4)];
+            case ElementKind::String: return Text();
             default: return Scalar(element);
         }
     }
@@ -150,7 +166,7 @@ private:
                     array.push_back(Element(field.element, depth));
                 }
                 return array;
-            case FieldKind::String: return kTexts[m_random.Below(4)];
+            case FieldKind::String: return Text();
             case FieldKind::Counted: {
                 std::vector<Json>& made = m_arrays[&field];
                 if (!made.empty() && m_random.Chance(40)) {
@@ -522,7 +538,9 @@ void Leaves(const StructDescriptor& type, const Json& values, const std::string&
                    number) {
             const std::string leaf = single ? at : at + "[0]";
             const Json::json_pointer target = single ? to : to / 0;
-            leaves.push_back({leaf, target, field.element, values[target]});
+            if (!values[target].is_string()) {
+                leaves.push_back({leaf, target, field.element, values[target]});
+            }
         }
     }
 }
@@ -583,12 +601,16 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
     std::vector<Leaf> leaves;
     Leaves(maker.Fields(target.name), target.expected[pValues], "", Json::json_pointer(),
            leaves);
+    if (leaves.empty()) {
+        return;
+    }
+    // A new number, which set takes as it is written.
     const Leaf& leaf = maker.random().Pick(leaves);
     Json value = maker.values().Scalar(leaf.element);
-    for (int attempt = 0; attempt < 8 && value == leaf.value; ++attempt) {
+    for (int attempt = 0; attempt < 8 && (value == leaf.value || value.is_string()); ++attempt) {
         value = maker.values().Scalar(leaf.element);
     }
-    if (value == leaf.value) {
+    if (value == leaf.value || value.is_string()) {
         return;
     }
     const std::string& path = maker.paths[target.mode];
