@@ -130,7 +130,8 @@ public:
             case ScalarType::Int64: return static_cast<int64_t>(m_random.Bits());
             case ScalarType::Float: return Real(real, "0x7fc00001");
             case ScalarType::Double: return Real(real / 8, "0x7ff8000000000001");
-            case ScalarType::Boolean: return m_random.Chance(5) ? kNoBoolean : Json(m_random.Chance(50));
+            case ScalarType::Boolean:
+                return m_random.Chance(5) ? kNoBoolean : Json(m_random.Chance(50));
         }
         return nullptr;
     }
@@ -657,9 +658,9 @@ void EditOneValue(BinaryMaker& maker, const std::string& original, const Json& d
         TakeEntries(after);
         TakeEntries(edited);
         for (const auto& [at, change] : changes) {
-            const Json::json_pointer bytes = modes[at.first].pointer / "modules" / at.second / "bytes";
-            after[bytes] = nullptr;
-            edited[bytes] = nullptr;
+            const Json::json_pointer module = modes[at.first].pointer / "modules" / at.second;
+            after[module / "bytes"] = nullptr;
+            edited[module / "bytes"] = nullptr;
         }
     }
     EXPECT_EQ(after.dump(2), edited.dump(2));
