@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -25,22 +26,16 @@ const std::string& BinaryPath() {
     return path;
 }
 
-bool WriteFile(const std::string& path, const uint8_t* pData, size_t size) {
-    FILE* pFile = std::fopen(path.c_str(), "wb");
-    if (pFile == nullptr) {
-        return false;
-    }
-    const bool written = std::fwrite(pData, 1, size, pFile) == size;
-    return std::fclose(pFile) == 0 && written;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size) {
     zyra_fuzz::DropLogLines();
     const std::string& path = BinaryPath();
     const std::vector<unsigned char> binary = zyra_fuzz::WithValidCrc(pData, size);
-    if (!WriteFile(path, binary.data(), binary.size())) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(binary.data()), static_cast<std::streamsize>(size));
+    file.close();
+    if (!file) {
         std::abort();
     }
     zyra_fuzz::FuzzSetManager manager(true);

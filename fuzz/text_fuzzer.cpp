@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,14 +30,12 @@ zyra_fuzz::FuzzSetManager& LoadedManager() {
     return *pManager;
 }
 
+// The lines of the text, at least four of them.
 std::vector<std::string> Arguments(const uint8_t* pData, size_t size) {
-    std::vector<std::string> arguments(1);
-    for (size_t i = 0; i < size; ++i) {
-        if (pData[i] == '\n') {
-            arguments.emplace_back();
-        } else {
-            arguments.back().push_back(static_cast<char>(pData[i]));
-        }
+    std::istringstream text(std::string(reinterpret_cast<const char*>(pData), size));
+    std::vector<std::string> arguments;
+    for (std::string line; std::getline(text, line);) {
+        arguments.push_back(line);
     }
     arguments.resize(std::max<size_t>(arguments.size(), 4));
     return arguments;

@@ -76,21 +76,8 @@ std::vector<uint8_t> PackedBits(uint64_t salt, const std::string& path, uint32_t
     return bytes;
 }
 
+// The structures being walked, outermost first.
 using OpenStructs = std::vector<const StructDescriptor*>;
-
-// Marks `type` as being walked for the lifetime of this object.
-class OpenStruct {
-public:
-    OpenStruct(OpenStructs& open, const StructDescriptor& type) : m_open(open) {
-        m_open.push_back(&type);
-    }
-    ~OpenStruct() { m_open.pop_back(); }
-    OpenStruct(const OpenStruct&) = delete;
-    OpenStruct& operator=(const OpenStruct&) = delete;
-
-private:
-    OpenStructs& m_open;
-};
 
 // The elements of the counted array `field` at `path`: none where they would nest without end.
 uint32_t CountOf(const FieldDescriptor& field, const OpenStructs& open, uint64_t salt,
@@ -106,7 +93,7 @@ public:
 
     void Struct(const StructDescriptor& type, const unsigned char* pBase, uint64_t salt,
                 const std::string& path, const ValueSource* pTop) {
-        OpenStruct open(m_open, type);
+        m_open.push_back(&type);
         if (type.hasReservedId && !pTop) {
             Expect(Bits(pBase, 4) == 0, Member(path, "reservedID"));
         }
@@ -141,6 +128,7 @@ public:
                 case FieldKind::Memory: break;
             }
         }
+        m_open.pop_back();
     }
 
     std::string FirstMismatch() const { return m_first; }
@@ -252,7 +240,7 @@ void PathValueWriter::Element(const ElementType& element, uint64_t salt, const s
 
 void PathValueWriter::Struct(const StructDescriptor& type, uint64_t salt, const std::string& path,
                              binwriter::ValueWriter& out, const ValueSource* pTop) {
-    OpenStruct open(m_open, type);
+    m_open.push_back(&type);
     for (uint32_t i = 0; i < type.fieldCount; ++i) {
         const FieldDescriptor& field = type.fields[i];
         const std::string at = Member(path, field.name);
@@ -304,6 +292,7 @@ void PathValueWriter::Struct(const StructDescriptor& type, uint64_t salt, const 
             case FieldKind::Memory: break;
         }
     }
+    m_open.pop_back();
 }
 
 uint32_t PathValueWriter::Target(std::vector<uint8_t> bytes, uint64_t sharedSalt,
