@@ -69,13 +69,4 @@ inline std::vector<Section> ReadSections(const std::vector<uint8_t>& binary, siz
     return sections;
 }
 
-inline Section FindSection(const std::vector<Section>& sections, uint32_t type) {
-    for (const Section& section : sections) {
-        if (section.type == type) {
-            return section;
-        }
-    }
-    return {type, 0, 0};
-}
-
 }  // namespace binwriter_test

@@ -1,5 +1,7 @@
 #include "log_capture.h"
 
+#include <algorithm>
+
 #include "zyra/log.h"
 #include "zyra/os_utils.h"
 
@@ -21,9 +23,8 @@ std::vector<LoggedLine> LogCapture::Lines() const {
 }
 
 std::vector<std::string> LogCapture::Texts() const {
-    std::lock_guard<std::mutex> guard(m_lock);
     std::vector<std::string> texts;
-    for (const LoggedLine& line : m_lines) {
+    for (const LoggedLine& line : Lines()) {
         texts.push_back(line.text);
     }
     return texts;
@@ -35,13 +36,10 @@ std::vector<std::string> LogCapture::Trace() const {
 }
 
 bool LogCapture::Contains(const std::string& fragment) const {
-    std::lock_guard<std::mutex> guard(m_lock);
-    for (const LoggedLine& line : m_lines) {
-        if (line.text.find(fragment) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    const std::vector<std::string> texts = Texts();
+    return std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
+        return text.find(fragment) != std::string::npos;
+    });
 }
 
 void LogCapture::Clear() {

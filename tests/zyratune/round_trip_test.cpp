@@ -489,11 +489,9 @@ private:
         }
         for (std::optional<size_t> node = index; node; node = m_nodes[*node].parent) {
             const Node& at = m_nodes[*node];
+            // Off the root's tree, or a step that a path groups with its parent's.
             if (at.link || ModeNames::ModeName(at.mode.mode) == nullptr ||
-                (at.parent && *node != 0 && m_nodes[*at.parent].mode.mode == at.mode.mode)) {
-                return false;
-            }
-            if (!at.parent && *node != 0) {
+                (*node != 0 && (!at.parent || m_nodes[*at.parent].mode.mode == at.mode.mode))) {
                 return false;
             }
         }
