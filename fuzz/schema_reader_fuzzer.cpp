@@ -81,14 +81,12 @@ void Walk(const StructDescriptor& top, void* pTop, const std::string& path, unsi
 const RuntimeSchema::DeclaredNames* FindCompiled(const std::string& name,
                                                  RuntimeSchema::SchemaError&) {
     static std::map<std::string, std::unique_ptr<RuntimeSchema::DeclaredNames>> names;
-    auto known = names.find(name);
-    if (known != names.end()) {
-        return known->second.get();
-    }
+    std::unique_ptr<RuntimeSchema::DeclaredNames>& known = names[name];
     const RuntimeSchema::CompiledNamespace* pCompiled = RuntimeSchema::FindCompiledNamespace(name);
-    return pCompiled != nullptr
-               ? names.emplace(name, RuntimeSchema::DeclaredNamesOf(*pCompiled)).first->second.get()
-               : nullptr;
+    if (known == nullptr && pCompiled != nullptr) {
+        known = RuntimeSchema::DeclaredNamesOf(*pCompiled);
+    }
+    return known.get();
 }
 
 }  // namespace
