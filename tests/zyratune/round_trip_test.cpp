@@ -22,7 +22,6 @@
 #include "described_modes.h"
 #include "json_codec.h"
 #include "module_index.h"
-#include "parser/foundation/mode_union.h"
 #include "parser/setmanager/mode_names.h"
 #include "parser/setmanager/module_data.h"
 #include "opened_binary.h"
@@ -261,54 +260,46 @@ public:
     }
 
 private:
-    struct Node {
-        ModeUnion mode;
-        std::optional<size_t> parent;
-        std::optional<size_t> link;
-        bool pinned = false;
+    // A mode record, and the modules the description shows in it.
+    struct Node : binwriter::ModeRecord {
         Json modules = Json::array();
     };
 
     void Modes() {
-        m_nodes.push_back({ModeUnion(0, 0), std::nullopt, std::nullopt});
+        m_nodes.emplace_back();
         const uint64_t count = m_random.Below(7);
         const size_t detached = m_random.Chance(15) ? count : count + 1;
         for (size_t i = 0; i < count; ++i) {
             Node node;
             // Modes with names, one without (9), submodes with and without names.
             const uint16_t modes[] = {1, 2, 3, 4, 5, 6, 9};
-            node.mode = ModeUnion(modes[m_random.Below(7)], m_random.Below(3));
+            node.mode = modes[m_random.Below(7)];
+            node.subMode = static_cast<uint16_t>(m_random.Below(3));
             if (i < detached) {
-                node.parent = m_random.Below(m_nodes.size());
+                node.parent = static_cast<uint32_t>(m_random.Below(m_nodes.size()));
             } else if (i > detached) {
-                node.parent = m_nodes.size() - 1;
+                node.parent = static_cast<uint32_t>(m_nodes.size() - 1);
             }
             const Node* pParent = node.parent ? &m_nodes[*node.parent] : nullptr;
-            if (pParent != nullptr && pParent->mode.mode == node.mode.mode &&
-                pParent->mode.subMode == node.mode.subMode) {
+            if (pParent != nullptr && pParent->mode == node.mode &&
+                pParent->subMode == node.subMode) {
                 continue;  // readers take that for the parent itself
             }
-            node.pinned = binwriter::HasModePins(m_version) && node.mode.mode > 1 &&
+            node.pinned = binwriter::HasModePins(m_version) && node.mode > 1 &&
                           m_random.Chance(30);
             m_nodes.push_back(node);
         }
         for (size_t i = 1; i < m_nodes.size(); ++i) {
             if (binwriter::HasModeLinks(m_version) && m_random.Chance(20)) {
-                m_nodes[i].link = m_random.Below(m_nodes.size());
+                m_nodes[i].link = static_cast<uint32_t>(m_random.Below(m_nodes.size()));
             }
         }
         for (const Node& node : m_nodes) {
-            binwriter::ModeRecord record;
-            record.mode = node.mode.mode;
-            record.subMode = node.mode.subMode;
-            if (node.parent) record.parent = static_cast<uint32_t>(*node.parent);
-            if (node.link) record.link = static_cast<uint32_t>(*node.link);
-            record.pinned = node.pinned;
-            m_builder.AddMode(record);
+            m_builder.AddMode(node);
         }
     }
 
-    std::string ModeText(const ModeUnion& mode) const {
+    static std::string ModeText(const binwriter::ModeRecord& mode) {
         const char* pMode = ModeNames::ModeName(mode.mode);
         const char* pSub = ModeNames::SubModeName(mode.mode, mode.subMode);
         const std::string name = pMode != nullptr ? pMode : std::to_string(mode.mode);
@@ -468,7 +459,7 @@ private:
     Json ModeObject(size_t index, std::vector<size_t>& order) const {
         const Node& node = m_nodes[index];
         order.push_back(index);
-        Json object = {{"mode", ModeText(node.mode)}};
+        Json object = {{"mode", ModeText(node)}};
         if (node.link) object["link"] = nullptr;
         if (node.pinned) object["pinned"] = true;
         if (!node.modules.empty()) object["modules"] = node.modules;
@@ -490,8 +481,8 @@ private:
         for (std::optional<size_t> node = index; node; node = m_nodes[*node].parent) {
             const Node& at = m_nodes[*node];
             // Off the root's tree, or a step that a path groups with its parent's.
-            if (at.link || ModeNames::ModeName(at.mode.mode) == nullptr ||
-                (*node != 0 && (!at.parent || m_nodes[*at.parent].mode.mode == at.mode.mode))) {
+            if (at.link || ModeNames::ModeName(at.mode) == nullptr ||
+                (*node != 0 && (!at.parent || m_nodes[*at.parent].mode == at.mode))) {
                 return false;
             }
         }
