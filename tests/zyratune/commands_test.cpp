@@ -150,10 +150,8 @@ TEST(ZyratuneCommands, ValuesAFieldCannotHoldAreRefusedNamingThePlace) {
     const auto& top = *enginetest_1_0_0::enginetestTypeClass::Descriptor().top;
     for (const auto& [text, message] : cases) {
         binwriter::TuningBinaryBuilder builder(kFormat);
-        EXPECT_EQ(ErrorOf([&] {
-                      zyratune::EncodeStructure(top, zyratune::Json::parse(text), builder, "m");
-                  }),
-                  message)
+        const zyratune::Json values = zyratune::Json::parse(text);
+        EXPECT_EQ(ErrorOf([&] { zyratune::EncodeStructure(top, values, builder, "m"); }), message)
             << text;
     }
 }
