@@ -19,10 +19,10 @@ namespace {
 using parser_test::CountLogged;
 using tuningclient::Command;
 
-std::string Curve(int changed = -1, int value = 0) {
+std::string Samples() {
     std::string text;
-    for (int i = 0; i < static_cast<int>(TuningTestModule::kCurveSize); ++i) {
-        text += (i != 0 ? "," : "") + std::to_string(i == changed ? value : i);
+    for (unsigned int i = 0; i < kSampleCount; ++i) {
+        text += (i != 0 ? "," : "") + std::to_string(i);
     }
     return text;
 }
@@ -59,28 +59,30 @@ TEST(LiveTuningEndToEnd, ModesValuesAndInfo) {
     EXPECT_EQ(client.ChildModes(""), "Usecase.Preview,Usecase.Snapshot");
     EXPECT_EQ(client.ChildModes("Default|Usecase.Preview"), "");
     EXPECT_EQ(client.Info("Default", ""), "awb=Default,Module;lens=Default,Module");
-    EXPECT_EQ(client.Info("Default|Usecase.Preview", "lens"), "gain=22,Int32;curve,Int32,65");
-    EXPECT_EQ(client.GetValues("Default|Usecase.Preview", "lens", "gain,curve[64]"),
-              "gain=22;curve[64]=64");
-    EXPECT_EQ(client.GetValues("Default", "lens.curve"), "curve=" + Curve());
-    EXPECT_EQ(client.GetValues("Default", "lens"), "gain=11;curve=" + Curve());
-    EXPECT_EQ(client.GetValues("Default", "nosuch", "gain"), "");
+    EXPECT_EQ(client.Info("Default|Usecase.Preview", "lens.i32"), "=22,Int32");
+    EXPECT_EQ(client.Info("Default|Usecase.Preview", "lens.regions[0]"),
+              "shape=7,Enum;label=first,String;weights,UInt16,3");
+    EXPECT_EQ(client.GetValues("Default|Usecase.Preview", "lens", "i32,samples[64]"),
+              "i32=22;samples[64]=64");
+    EXPECT_EQ(client.GetValues("Default", "lens.samples"), "samples=" + Samples());
+    EXPECT_EQ(client.GetValues("Default", "lens", "i32,u8"), "i32=11;u8=161");
+    EXPECT_EQ(client.GetValues("Default", "nosuch", "i32"), "");
     EXPECT_EQ(client.ActiveModes(), "Default|Usecase.Preview");
 
     // Only the good assignments answer, with what is stored now; one without a value is
     // skipped even where the module would take an empty text.
     EXPECT_EQ(client.SetValues("Default|Usecase.Snapshot", "lens",
-                               "gain=-7;label=;label;curve[3]=;bogus=1;curve[8]=x;curve[64]=5"),
-              "gain=-7;curve[64]=5");
-    EXPECT_EQ(client.GetValues("Default", "lens", "gain,curve[64],curve[3]"),
-              "gain=-7;curve[64]=5;curve[3]=3");
-    EXPECT_EQ(client.GetValues("Default|Usecase.Preview", "lens", "gain"), "gain=22");
+                               "i32=-7;name=;name;samples[3]=;bogus=1;samples[8]=x;samples[64]=5"),
+              "i32=-7;samples[64]=5");
+    EXPECT_EQ(client.GetValues("Default", "lens", "i32,samples[64],samples[3],name"),
+              "i32=-7;samples[64]=5;samples[3]=3;name=module name");
+    EXPECT_EQ(client.GetValues("Default|Usecase.Preview", "lens", "i32"), "i32=22");
     EXPECT_EQ(client.SetValues("Default", "awb", "nosuch=1"), "");
 
     // Every text answer ends with exactly one nul.
     for (const Command command : {Command::Modes, Command::Info, Command::GetValues}) {
         ASSERT_TRUE(client.SendRaw(
-            tuningclient::EncodeTextRequest(command, 1, "Default|Usecase.Preview:lens:gain")));
+            tuningclient::EncodeTextRequest(command, 1, "Default|Usecase.Preview:lens:i32")));
         const std::optional<tuningclient::Response> response = client.Receive();
         ASSERT_TRUE(response);
         EXPECT_EQ(response->bytes.size(), 10 + response->Text().size() + 1) << response->Text();

@@ -1,53 +1,28 @@
-// A set manager with a live tuning worker over a small binary, and a module class with one
-// scalar read from the binary and one 65-element array in memory, for the service's tests
-// and benchmark.
+// A set manager with a live tuning worker over a small binary of enginetest modules, for the
+// service's tests and benchmark.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
-#include "../setmanager/set_manager_test_support.h"
 #include "parser/livetuning/parameter_dialin_worker.h"
-#include "parser/setmanager/parameter_module.h"
+#include "parser/managers/catalogue_set_manager.h"
 #include "temp_dir.h"
 #include "tuningclient/tuning_client.h"
 
 namespace livetuning_test {
 
-class TuningTestModule : public ParameterModule {
+// The elements of the counted "samples" array of every module: 0 to 64.
+constexpr unsigned int kSampleCount = 65;
+
+// Modes Default, Usecase.Preview and Usecase.Snapshot below it; enginetest modules "lens" in
+// Default (i32 11) and in Preview (i32 22), "awb" in Default only (i32 33). The binary is
+// loaded from a file, on demand.
+class TuningTestSetManager : public CatalogueSetManager {
 public:
-    static constexpr unsigned int kCurveSize = 65;
-
-    TuningTestModule(const char* pName, const VersionUnion& version, ModuleData* pData);
-
-    ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;
-    bool LoadModule(ParameterFileSymbolTable* pSymbolTable) override;
-    void UnloadModule() override { Loaded = false; }
-    // Fields "gain" and "curve[0]" to "curve[64]", signed integers, and "label", any text,
-    // the empty one too.
-    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;
-    bool SetValue(const char* pPath, const char* pValue) override;
-    bool GetInfo(const char* pPath, PList<ParameterParserInfo>& info) override;
-
-    uint32_t ModuleID = 0;
-    int32_t Gain = 0;
-    int32_t Curve[kCurveSize] = {};
-    std::string Label;
-
-private:
-    int32_t* Field(const char* pPath);
-};
-
-// Modes Default, Usecase.Preview and Usecase.Snapshot below it; module "lens" in Default
-// (gain 11) and in Preview (gain 22), "awb" in Default only (gain 33). The binary is loaded
-// from a file, on demand.
-class TuningTestSetManager : public setmanager_test::TestSetManager {
-public:
-    TuningTestSetManager();
+    explicit TuningTestSetManager(bool logging);
 
     ParameterDialinWorker* Worker() { return m_dialinWorker; }
-    void SetDialinEnabled(bool enabled) { m_dialinEnabled = enabled; }
     bool LoadTestBinary(const std::string& binaryTag);
 
 private:
