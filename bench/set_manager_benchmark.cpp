@@ -31,13 +31,13 @@ constexpr unsigned int kRounds = 9;
 // every mode.
 std::string WriteBinary(const zyra_test::TempDir& directory) {
     binwriter::TuningBinaryBuilder builder({5, 0, 0});
-    builder.AddModule("abc", {1, 0, 0}, builder.AddMode(Record(0, 0)), ValueBytes(1));
+    builder.AddModule("abc", {1, 0, 0}, builder.AddMode(Record(0, 0)), ValueBytes(builder, 1));
     for (uint16_t i = 0; i < kUseCases; ++i) {
         const uint32_t useCase = builder.AddMode(Record(2, i, 0));
         const uint32_t blend = builder.AddMode(Record(4, 4, useCase));
         const uint32_t night = builder.AddMode(Record(5, 5, blend));
         for (const uint32_t mode : {useCase, blend, night}) {
-            builder.AddModule("abc", {1, 0, 0}, mode, ValueBytes(mode));
+            builder.AddModule("abc", {1, 0, 0}, mode, ValueBytes(builder, mode));
         }
     }
     const std::vector<uint8_t> binary = builder.Build();
@@ -49,7 +49,7 @@ setmanager_test::TestSetManager& Manager() {
     static zyra_test::TempDir directory;
     static setmanager_test::TestSetManager manager;
     static const bool loaded = [] {
-        manager.Register("abc", {1, 0, 0});
+        manager.Register("abc");
         manager.SetOnDemand(true);
         manager.SetMaxActiveModes(17);
         manager.SetLogging(true, true, false);

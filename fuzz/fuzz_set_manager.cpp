@@ -2,11 +2,8 @@
 
 #include <string>
 
-#include "enginetest_1_0_0.h"
 #include "module_values.h"
 #include "parser/file/crc32.h"
-#include "parser/foundation/parser_object.h"
-#include "parser/setmanager/default_module.h"
 #include "zyra/log.h"
 
 namespace zyra_fuzz {
@@ -17,7 +14,7 @@ const char* const kModuleNames[] = {"abc", "def", "ghi", "dup", "enginetest", "e
 // The root alone, each level of the test tree, a linked node, and steps no tree holds.
 const char* const kBranches[] = {"0.0", "0.0|2.0", "0.0|2.0|4.4|4.5", "0.0|2.2", "0.0|2.1",
                                  "0.0|9.9|2.0", "3.1"};
-const char* const kFieldNames = "value,gains[1],gains[7],u32,regions[0].label";
+const char* const kFieldNames = "u32,samples[1],samples[7],regions[0].label";
 
 constexpr size_t kCrcSize = 4;
 
@@ -27,8 +24,7 @@ void DropLine(void*, uint64_t, const char*, uint32_t, const char*) {}
 
 FuzzSetManager::FuzzSetManager(bool onDemand) {
     setmanager_test::RegisterTree(*this);
-    auto* pEngine = new enginetest_1_0_0::enginetestTypeClass("enginetest");
-    m_defaultModules[pEngine->Type] = ParserNew<DefaultModule>(pEngine);
+    Register("enginetest");
     SetOnDemand(onDemand);
 }
 
@@ -38,8 +34,8 @@ std::vector<uint8_t> EngineTree(const binwriter::Version& format) {
     builder.AddMode(Record(0, 0));
     builder.AddMode(Record(2, 0, 0));
     builder.AddMode(Record(2, 2, 0, 1));
-    builder.AddModule("abc", {1, 2, 3}, 0, setmanager_test::ValueBytes(5));
-    builder.AddModule("abc", {1, 2, 3}, 1, setmanager_test::ValueBytes(6));
+    builder.AddModule("abc", {1, 0, 0}, 0, setmanager_test::ValueBytes(builder, 5));
+    builder.AddModule("abc", {1, 0, 0}, 1, setmanager_test::ValueBytes(builder, 6));
     engine_test::ModuleValues values;
     values.regions.resize(2);
     values.regions[0].label = "first";
@@ -64,10 +60,10 @@ void QueryModules(ParameterSetManager& manager) {
         }
         for (const char* pName : kModuleNames) {
             manager.GetValue(steps.data(), count, pName, kFieldNames, value, sizeof(value));
-            const std::string field = std::string(pName) + ".value";
+            const std::string field = std::string(pName) + ".u32";
             manager.GetValue(steps.data(), count, field.c_str(), nullptr, value, sizeof(value));
         }
-        manager.SetValue(steps.data(), count, "abc", "value", "77");
+        manager.SetValue(steps.data(), count, "abc", "u32", "77");
         manager.UnloadMode(steps.data(), count);
     }
 }

@@ -137,14 +137,14 @@ protected:
         builder.AddMode(Record(4, 2, 2));
         builder.AddMode(Record(2, 2, 0, 1));
         builder.AddMode(Record(5, 5, 4));
-        builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(1));
-        builder.AddModule("abc", {1, 2, 3}, 2, ValueBytes(2));
-        builder.AddModule("def", {1, 2, 3}, 1, ValueBytes(3));
-        builder.AddModule("ghi", {1, 2, 3}, 1, ValueBytes(4));
+        builder.AddModule("abc", {1, 0, 0}, 0, ValueBytes(builder, 1));
+        builder.AddModule("abc", {1, 0, 0}, 2, ValueBytes(builder, 2));
+        builder.AddModule("def", {1, 0, 0}, 1, ValueBytes(builder, 3));
+        builder.AddModule("ghi", {1, 0, 0}, 1, ValueBytes(builder, 4));
         m_binary = builder.Build();
-        m_manager.Register("abc", {1, 2, 3});
-        m_manager.Register("def", {1, 2, 3});
-        m_manager.Register("ghi", {1, 2, 3});
+        m_manager.Register("abc");
+        m_manager.Register("def");
+        m_manager.Register("ghi");
         ASSERT_TRUE(m_manager.LoadBinaryParameters(m_binary.data(), m_binary.size()));
     }
 
@@ -288,14 +288,14 @@ TEST(SetManagerModules, FindAnswersAsAWalkOfTheListDoes) {
     for (unsigned int id = 0; id < 6; ++id) {
         data.push_back(std::make_unique<ModuleData>(id, 0, nullptr, "abc", 0, 0, nullptr));
     }
-    std::vector<std::unique_ptr<TestModule>> modules;
-    DefaultModule* pDefault = ParserNew<DefaultModule>(new TestModule("abc", {1, 0, 0}, nullptr));
-    std::vector<TestModule*> listed;
+    std::vector<std::unique_ptr<Module>> modules;
+    DefaultModule* pDefault = ParserNew<DefaultModule>(new Module("abc"));
+    std::vector<Module*> listed;
     for (int step = 0; step < 4000; ++step) {
         const unsigned int action = random() % 10;
         if (action < 4) {
             ModuleData* pData = random() % 25 == 0 ? nullptr : data[random() % data.size()].get();
-            modules.push_back(std::make_unique<TestModule>("abc", VersionUnion{1, 0, 0}, pData));
+            modules.push_back(std::make_unique<Module>("abc", pData));
             t_failStandardAllocation = random() % 20 == 0;
             const bool added = pDefault->AddModule(modules.back().get());
             t_failStandardAllocation = false;
@@ -313,14 +313,14 @@ TEST(SetManagerModules, FindAnswersAsAWalkOfTheListDoes) {
             listed.clear();
         } else {
             const unsigned int id = random() % (data.size() + 1);
-            auto walked = std::find_if(listed.begin(), listed.end(), [id](TestModule* pModule) {
+            auto walked = std::find_if(listed.begin(), listed.end(), [id](Module* pModule) {
                 return pModule->Data == nullptr || pModule->Data->ID == id;
             });
             ASSERT_EQ(pDefault->Find(id), walked != listed.end() ? *walked : nullptr)
                 << "step " << step << ", id " << id;
         }
     }
-    for (TestModule* pModule : listed) {
+    for (Module* pModule : listed) {
         pDefault->RemoveModule(pModule);
     }
     ParserDelete(pDefault);

@@ -32,12 +32,12 @@ constexpr unsigned int kUpdates = 3;
 std::vector<uint8_t> Binary(uint32_t base) {
     binwriter::TuningBinaryBuilder builder({5, 0, 0});
     builder.AddMode(Record(0, 0));
-    builder.AddModule("abc", {1, 2, 3}, 0, ValueBytes(base + 1));
+    builder.AddModule("abc", {1, 0, 0}, 0, ValueBytes(builder, base + 1));
     for (uint16_t i = 0; i < kUseCases; ++i) {
         const uint32_t useCase = builder.AddMode(Record(2, i, 0));
-        builder.AddModule("abc", {1, 2, 3}, useCase, ValueBytes(base + 100 + i));
+        builder.AddModule("abc", {1, 0, 0}, useCase, ValueBytes(builder, base + 100 + i));
         const uint32_t blend = builder.AddMode(Record(4, 4, useCase));
-        builder.AddModule("abc", {1, 2, 3}, blend, ValueBytes(base + 200 + i));
+        builder.AddModule("abc", {1, 0, 0}, blend, ValueBytes(builder, base + 200 + i));
         builder.AddMode(Record(5, 5, blend));
     }
     return builder.Build();
@@ -55,7 +55,7 @@ TEST(SetManagerStress, ClientsTunerAndUpdatesOnOneSetManager) {
     const std::vector<uint8_t> original = Binary(0);
     const std::string path = dir.Write("stress.bin", std::string(original.begin(), original.end()));
     TestSetManager manager;
-    manager.Register("abc", {1, 2, 3});
+    manager.Register("abc");
     manager.SetOnDemand(true);
     manager.SetMaxActiveModes(17);
     manager.SetLogging(true, true, false);
@@ -76,10 +76,10 @@ TEST(SetManagerStress, ClientsTunerAndUpdatesOnOneSetManager) {
             ParameterModule* pHeld = nullptr;
             for (unsigned int round = 0; round < kReaderRounds; ++round) {
                 const std::vector<TuningMode> branch = Branch(PathFor(reader, round));
-                auto* pModule = static_cast<TestModule*>(manager.GetModule(
+                auto* pModule = static_cast<Module*>(manager.GetModule(
                     "abc", branch.data(), static_cast<unsigned int>(branch.size()), pHeld));
                 // Whatever binary is current, the value belongs to the branch's use case.
-                const uint32_t value = pModule != nullptr ? pModule->Value % 1000 : 0;
+                const uint32_t value = pModule != nullptr ? pModule->u32 % 1000 : 0;
                 if (value < 100 || value >= 200 + kUseCases) {
                     ++failures;
                 }
@@ -96,7 +96,7 @@ TEST(SetManagerStress, ClientsTunerAndUpdatesOnOneSetManager) {
         waitForStart();
         for (unsigned int round = 0; round < kTunerRounds; ++round) {
             const std::string modePath = PathFor(kReaders, round);
-            if (!manager.SetValue(modePath.c_str(), "abc", "gains[0]",
+            if (!manager.SetValue(modePath.c_str(), "abc", "samples[0]",
                                   std::to_string(round).c_str())) {
                 ++failures;
             }
@@ -122,7 +122,7 @@ TEST(SetManagerStress, ClientsTunerAndUpdatesOnOneSetManager) {
     EXPECT_EQ(failures.load(), 0u);
     EXPECT_EQ(manager.UpdateSetCount(), kUpdates);
     EXPECT_EQ(manager.ValueSetCount(), kTunerRounds);
-    EXPECT_EQ(Get(manager, "abc", "0.0|2.5|4.4")->Value, 1000 * kUpdates + 205);
+    EXPECT_EQ(Get(manager, "abc", "0.0|2.5|4.4")->u32, 1000 * kUpdates + 205);
 }
 
 TEST(ControlValuesConcurrency, SetAndGetFromSeveralThreads) {

@@ -1,17 +1,15 @@
-// A concrete set manager and a module class for the set manager's tests: the module keeps the
-// contract of generated classes (Create checks type and version and shares instances by id,
-// LoadModule marks the module loaded) and reads one 32-bit value from its entry.
+// A concrete set manager for the set manager's tests, with the generated enginetest class
+// registered under the names a test chooses, and the binaries the tests load.
 #pragma once
 
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "binwriter/tuning_binary_builder.h"
+#include "enginetest_1_0_0.h"
 #include "log_capture.h"
-#include "parser/foundation/version_union.h"
 #include "parser/setmanager/default_module.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/parameter_module.h"
@@ -21,38 +19,15 @@ namespace setmanager_test {
 
 using Texts = std::vector<std::string>;
 
-class TestModule : public ParameterModule {
-public:
-    TestModule(const char* pName, const VersionUnion& version, ModuleData* pData)
-        : ParameterModule(pName, version, pData) {}
-    ~TestModule() override { Destroyed().insert(this); }
-
-    // Every TestModule destroyed since the set was last cleared.
-    static std::set<const TestModule*>& Destroyed();
-
-    ParameterModule* Create(ModuleData* pData, DefaultModule* pDefault) const override;
-    bool LoadModule(ParameterFileSymbolTable* pSymbolTable) override;
-    void UnloadModule() override { Loaded = false; }
-    // Fields "value" (read from the binary) and "gains[0]", "gains[1]" (in memory only).
-    bool GetValue(const char* pPath, char* pValue, unsigned int size) override;
-    bool SetValue(const char* pPath, const char* pValue) override;
-    bool GetInfo(const char* pPath, PList<ParameterParserInfo>& info) override;
-
-    uint32_t ModuleID = 0;
-    uint32_t Value = 0;
-    uint32_t Gains[2] = {};
-
-private:
-    // The field `pPath` names; null when none.
-    uint32_t* Field(const char* pPath);
-};
+// The module class of the tests: generated, registered under any name the tests give it.
+using Module = enginetest_1_0_0::enginetestTypeClass;
 
 class TestSetManager : public ParameterSetManager {
 public:
     ~TestSetManager() override;
 
-    // Registers a prototype of TestModule under `name`; false when memory ran out.
-    bool Register(const char* pName, const VersionUnion& version);
+    // Registers a prototype of Module under `name`; false when memory ran out.
+    bool Register(const char* pName);
 
     DefaultModule* GetDefaultModule(char* pType) override;
     void SaveAndClearModules() override { SaveAndClearDefaultModules(); }
@@ -74,7 +49,7 @@ protected:
     ParameterSetManager* CreateUpdateSet() override;
 
 private:
-    std::vector<std::pair<std::string, VersionUnion>> m_registered;
+    std::vector<std::string> m_registered;
 };
 
 // A mode record: Mode, SubMode, parent id (none: no parent), link id (none: no link), pin.
@@ -85,14 +60,14 @@ binwriter::ModeRecord Record(uint16_t mode, uint16_t subMode,
 // The steps of a numeric mode path such as "0.0|2.1".
 std::vector<TuningMode> Branch(const std::string& path);
 
-// GetModule along a numeric path without a previous module, as a TestModule.
-TestModule* Get(ParameterSetManager& manager, const char* pName, const std::string& path);
+// GetModule along a numeric path without a previous module, as a Module.
+Module* Get(ParameterSetManager& manager, const char* pName, const std::string& path);
 
-// The module of `name` that `mode` holds, as a TestModule; null when it holds none.
-TestModule* ModuleOf(ModeEntry* pMode, const std::string& name);
+// The module of `name` that `mode` holds, as a Module; null when it holds none.
+Module* ModuleOf(ModeEntry* pMode, const std::string& name);
 
-// Eight bytes of module values: `value` as a u32, then zeros (one slot at any alignment).
-std::vector<uint8_t> ValueBytes(uint32_t value);
+// The values of a Module whose field "u32" is `value`; its entries are added to `builder`.
+std::vector<uint8_t> ValueBytes(binwriter::TuningBinaryBuilder& builder, uint32_t value);
 
 // The parser's error lines, each as "[ERROR] message".
 std::vector<std::string> Errors(const zyra_test::LogCapture& capture);
