@@ -96,7 +96,7 @@ TEST(SetManagerLoad, ModulesThatCannotBeMadeFailTheLoadButNotTheOthers) {
         EXPECT_FALSE(manager.IsValid());
         // Identities are made while the table is read, modules after it.
         const Texts errors = Errors(capture);
-        ASSERT_EQ(errors.size(), ignore ? 4u : 7u);
+        ASSERT_EQ(errors.size(), ignore ? 5u : 8u);
         EXPECT_EQ(errors.front(),
                   "[ERROR] Failed to find ModeID 9 in mode table when creating ModuleData");
         EXPECT_EQ(errors.back(), "[ERROR] AddModule: moduleData->ModeId(9) >= m_modeCount(2)");

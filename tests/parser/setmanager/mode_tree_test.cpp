@@ -13,6 +13,7 @@
 
 #include "binwriter/tuning_binary_builder.h"
 #include "parser/foundation/parser_object.h"
+#include "parser/setmanager/default_module.h"
 #include "parser/setmanager/module_data.h"
 #include "set_manager_test_support.h"
 

@@ -1,54 +1,36 @@
 #include "set_manager_test_support.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <memory>
 #include <new>
 
 #include "../parser_messages.h"
-#include "parser/file/parameter_file_symbol_table.h"
-#include "parser/foundation/parser_object.h"
 #include "module_values.h"
-#include "parser/setmanager/module_data.h"
 
 namespace setmanager_test {
 
-TestSetManager::~TestSetManager() {
-    for (auto& entry : m_defaultModules) {
-        ParserDelete(entry.second);
-    }
-    m_defaultModules.clear();
+TestSetManager::TestSetManager(const TestSetManager* pRunning)
+    : CatalogueSetManager("TestSetManager", "tuning", nullptr, 0, pRunning) {
+    m_onDemand = false;
+    m_maxActiveModes = 0;
 }
 
-bool TestSetManager::Register(const char* pName) {
+void TestSetManager::Register(const char* pName) {
     m_registered.emplace_back(pName);
-    auto* pPrototype = new (std::nothrow) Module(pName);
-    // A prototype whose name could not be copied has no type to be filed under.
-    DefaultModule* pDefault = pPrototype != nullptr && pPrototype->Type != nullptr
-                                  ? ParserNew<DefaultModule>(pPrototype)
-                                  : nullptr;
-    if (pDefault == nullptr) {
-        delete pPrototype;
-        return false;
-    }
-    m_defaultModules[pPrototype->Type] = pDefault;
-    return true;
+    AddModule(enginetest_1_0_0::enginetestTypeClassPrototype(pName));
 }
 
 ParameterSetManager* TestSetManager::CreateUpdateSet() {
-    auto* pUpdate = new (std::nothrow) TestSetManager;
-    for (size_t i = 0; pUpdate != nullptr && i < m_registered.size(); ++i) {
-        if (!pUpdate->Register(m_registered[i].c_str())) {
-            delete pUpdate;
-            pUpdate = nullptr;
+    try {
+        std::unique_ptr<TestSetManager> pUpdate(new TestSetManager(this));
+        for (const std::string& name : m_registered) {
+            pUpdate->Register(name.c_str());
         }
+        return pUpdate.release();
+    } catch (const std::bad_alloc&) {
+        // A prototype could not be made: no update set.
+        return nullptr;
     }
-    return pUpdate;
-}
-
-DefaultModule* TestSetManager::GetDefaultModule(char* pType) {
-    auto found = m_defaultModules.find(pType != nullptr ? pType : "");
-    return found != m_defaultModules.end() ? found->second : nullptr;
 }
 
 binwriter::ModeRecord Record(uint16_t mode, uint16_t subMode, std::optional<uint32_t> parent,

@@ -10,10 +10,8 @@
 #include "binwriter/tuning_binary_builder.h"
 #include "enginetest_1_0_0.h"
 #include "log_capture.h"
-#include "parser/setmanager/default_module.h"
 #include "parser/setmanager/mode_entry.h"
-#include "parser/setmanager/parameter_module.h"
-#include "parser/setmanager/parameter_set_manager.h"
+#include "parser/managers/catalogue_set_manager.h"
 
 namespace setmanager_test {
 
@@ -22,15 +20,14 @@ using Texts = std::vector<std::string>;
 // The module class of the tests: generated, registered under any name the tests give it.
 using Module = enginetest_1_0_0::enginetestTypeClass;
 
-class TestSetManager : public ParameterSetManager {
+class TestSetManager : public CatalogueSetManager {
 public:
-    ~TestSetManager() override;
+    // In buffer mode and without a limit of active modes until a test sets them. An update
+    // set shares the run-time schemas of `pRunning`.
+    explicit TestSetManager(const TestSetManager* pRunning = nullptr);
 
-    // Registers a prototype of Module under `name`; false when memory ran out.
-    bool Register(const char* pName);
-
-    DefaultModule* GetDefaultModule(char* pType) override;
-    void SaveAndClearModules() override { SaveAndClearDefaultModules(); }
+    // Registers a prototype of Module under `name`; a failed one is logged and left out.
+    void Register(const char* pName);
     using ParameterSetManager::FreeReplacedParameters;
 
     void SetOnDemand(bool onDemand) { m_onDemand = onDemand; }
