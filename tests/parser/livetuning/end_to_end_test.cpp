@@ -72,7 +72,7 @@ TEST(LiveTuningEndToEnd, ModesValuesAndInfo) {
     // Only the good assignments answer, with what is stored now; one without a value is
     // skipped even where the module would take an empty text.
     EXPECT_EQ(client.SetValues("Default|Usecase.Snapshot", "lens",
-                               "i32=-7;name=;name;samples[3]=;bogus=1;samples[8]=x;samples[64]=5"),
+                               "i32=-7;name=;name;samples=;bogus=1;samples[8]=x;samples[64]=5"),
               "i32=-7;samples[64]=5");
     EXPECT_EQ(client.GetValues("Default", "lens", "i32,samples[64],samples[3],name"),
               "i32=-7;samples[64]=5;samples[3]=3;name=module name");
