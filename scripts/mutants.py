@@ -21,6 +21,7 @@ import json
 import os
 import random
 import re
+import shutil
 import subprocess
 import sys
 import time
@@ -161,8 +162,10 @@ def run(command, timeout):
 
 
 def configure():
+    # ccache, where there is one, makes the first build of a fresh checkout cheap.
+    launcher = [f"-DCMAKE_{lang}_COMPILER_LAUNCHER=ccache" for lang in ("C", "CXX")] if shutil.which("ccache") else []
     subprocess.run(["cmake", "-S", str(ROOT), "-B", str(BUILD), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-                    "-DZYRA_MUTATION_BUILD=ON", "-DZYRA_BUILD_BENCHMARKS=OFF", "-DZYRA_WERROR=OFF"],
+                    "-DZYRA_MUTATION_BUILD=ON", "-DZYRA_BUILD_BENCHMARKS=OFF", "-DZYRA_WERROR=OFF", *launcher],
                    check=True, stdout=subprocess.DEVNULL)
     print("building the mutation build once ...", flush=True)
     subprocess.run(["cmake", "--build", str(BUILD)], check=True, stdout=subprocess.DEVNULL)
