@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -22,6 +24,7 @@
 #include "parser/setmanager/default_module.h"
 #include "parser/setmanager/mode_entry.h"
 #include "parser/setmanager/module_data.h"
+#include "parser/setmanager/parameter_ct_value.h"
 #include "path_values.h"
 #include "temp_dir.h"
 
@@ -48,6 +51,7 @@ uint64_t Choices::Salt() {
 namespace {
 
 using enginetest_1_0_0::enginetestTypeClassPrototype;
+using enginetest_1_0_0::enginetestTypeOf;
 using zyra_test::CheckModule;
 using zyra_test::ElementCount;
 using zyra_test::PathValueWriter;
@@ -57,6 +61,8 @@ using zyra_test::TextValue;
 using ParameterEngine::FieldDescriptor;
 
 const char* const kNames[] = {"enginetest", "enginetest_twin"};
+// The values a tuner sets, above most written ones.
+constexpr uint64_t kTuned = 4000000000;
 const binwriter::Version kFormats[] = {{3, 1, 0}, {4, 0, 0}, {5, 0, 0}};
 
 const ParameterEngine::StructDescriptor& Top() {
@@ -416,7 +422,7 @@ public:
 
     std::string Run() {
         if (m_options.twoThreads) {
-            RunTwoThreads();
+            RunConcurrently();
         }
         for (m_step = 0; !m_options.twoThreads && m_failure.empty() && m_step < m_options.steps &&
                          !m_choices.Exhausted();
@@ -644,7 +650,7 @@ private:
             if (hold.unloaded) {
                 continue;
             }
-            const void* pTop = enginetest_1_0_0::enginetestTypeOf(hold.module);
+            const void* pTop = enginetestTypeOf(hold.module);
             std::string differs = !hold.module->Loaded
                                       ? "(not loaded)"
                                       : CheckModule(Top(), pTop, hold.expected->source,
@@ -698,7 +704,7 @@ private:
                 continue;
             }
             auto* pTop =
-                reinterpret_cast<const unsigned char*>(enginetest_1_0_0::enginetestTypeOf(pModule));
+                reinterpret_cast<const unsigned char*>(enginetestTypeOf(pModule));
             for (const char* pField : {"name", "triggers", "regions"}) {
                 if (void* pObject = ParameterEngine::GetPointer(pTop, TopField(pField).offset)) {
                     ++holders[{pModule->Data->SymbolTable, pObject}];
@@ -715,44 +721,105 @@ private:
         }
     }
 
-    // Lookups, releases and text reads from two threads on one binary that nothing changes.
-    void RunTwoThreads() {
-        std::vector<std::string> failures(2);
-        std::vector<std::map<NodeName, uint32_t>> textReferences(2);
-        std::vector<uint32_t> seeds = {m_choices.Below(1u << 31), m_choices.Below(1u << 31)};
-        auto client = [&](size_t index) {
-            Choices choices(seeds[index]);
+    // The instances a lookup of (node, name) may find: the old generation's until an update
+    // has started (phase 1), the new one's once it has ended (phase 2).
+    std::vector<InstancePtr> Candidates(const Generation& after, uint32_t node, uint32_t name,
+                                        int started, int ended) const {
+        std::vector<InstancePtr> candidates;
+        if (started < 2) {
+            candidates.push_back(m_model.Select(node, name));
+        }
+        if (ended > 0) {
+            candidates.push_back(after.Select(node, name));
+        }
+        return candidates;
+    }
+
+    // Two clients doing lookups, releases and text reads; a tuner setting the twin's u32 by
+    // path and replacing the trigger table; with `update`, a new binary swapped in halfway.
+    // The clients check the enginetest modules they hold, which nothing writes, and read the
+    // twin's u32 only as text, under the set manager's locks.
+    void RunConcurrently() {
+        const auto nodes = static_cast<uint32_t>(m_model.shape.nodes.size());
+        Shape update = m_model.shape;
+        AddEntries(update, m_choices, &m_model.shape);
+        m_updates.push_back(Build(update));
+        // In file mode the update first reads the whole file: every module is a new one.
+        Generation after = m_manager.IsFileMode() ? Generation(m_model.shape, m_model.id + 1)
+                                                  : m_model;
+        Generation source(update, 0);
+        after.Update(source, 0);
+        const std::string triggers[] = {"1=1,2=2,5=5", "3=3,4=4"};
+        m_manager.SetTriggerValues(triggers[0].c_str());
+        std::vector<std::string> failures(3);
+        std::vector<std::map<NodeName, uint32_t>> references(3);
+        std::atomic<uint32_t> progress{0};
+        std::atomic<int> phase{0};
+        const uint32_t seed = m_choices.Below(1u << 31);
+        auto client = [&](uint32_t index) {
+            Choices choices(seed + index);
             std::vector<std::pair<ParameterModule*, InstancePtr>> holds;
-            for (uint32_t step = 0; step < m_options.steps && failures[index].empty(); ++step) {
-                const uint32_t node =
-                    choices.Below(static_cast<uint32_t>(m_model.shape.nodes.size()));
+            const auto fail = [&](const std::string& what) {
+                if (failures[index].empty()) {
+                    failures[index] = what;
+                }
+            };
+            for (uint32_t step = 1; step <= m_options.steps; ++step, ++progress) {
+                const uint32_t node = choices.Below(nodes);
                 const uint32_t name = choices.Below(2);
-                std::vector<TuningMode> branch = Branch(m_model, node);
-                InstancePtr expected = m_model.Select(node, name);
+                const std::vector<TuningMode> branch = Branch(m_model, node);
+                const auto depth = static_cast<uint32_t>(branch.size());
+                m_manager.SetControlValue(ParameterCTValue(10 * static_cast<int>(index), step));
+                const int started = phase.load();
                 if (choices.OneIn(3) && !holds.empty()) {
                     holds.back().first->Release();
                     holds.pop_back();
                 } else if (choices.OneIn(8)) {
                     char text[64] = "";
-                    m_manager.GetValue(branch.data(), static_cast<uint32_t>(branch.size()),
-                                       kNames[name], "u32", text, sizeof(text));
-                    if (expected && text != "u32=" + std::to_string(U32Of(*expected))) {
-                        failures[index] = "GetValue at " + PathText(branch) + " gave " + text;
+                    m_manager.GetValue(branch.data(), depth, kNames[name], "u32", text,
+                                       sizeof(text));
+                    bool expected = name == 1 && std::strtoull(text + 4, nullptr, 10) >= kTuned;
+                    for (const InstancePtr& c : Candidates(after, node, name, started, phase)) {
+                        expected |= !c || text == "u32=" + std::to_string(U32Of(*c));
                     }
-                    textReferences[index][{expected ? expected->owner : 0, name}] +=
-                        expected ? 1 : 0;
-                } else if (ParameterModule* pModule =
-                               m_manager.GetModule(kNames[name], branch.data(),
-                                                   static_cast<uint32_t>(branch.size()), nullptr)) {
-                    holds.emplace_back(pModule, expected);
+                    if (!expected) {
+                        fail("GetValue at " + PathText(branch) + " gave " + text);
+                    }
+                    if (InstancePtr instance = m_model.Select(node, name)) {
+                        ++references[index][{instance->owner, name}];
+                    }
+                    m_manager.GetTriggerValues(text, sizeof(text));
+                    if (text != triggers[0] && text != triggers[1]) {
+                        fail(std::string("the trigger table reads ") + text);
+                    }
+                } else {
+                    ParameterModule* pPrevious = nullptr;
+                    if (!holds.empty() && choices.OneIn(4)) {
+                        pPrevious = holds.back().first;
+                        holds.pop_back();
+                    }
+                    ParameterModule* pModule =
+                        m_manager.GetModule(kNames[name], branch.data(), depth, pPrevious);
+                    InstancePtr match;
+                    for (const InstancePtr& c : Candidates(after, node, name, started, phase)) {
+                        const bool same = pModule && c && name == 0 &&
+                                          CheckModule(Top(), enginetestTypeOf(pModule), c->source)
+                                              .empty();
+                        match = same ? c : match;
+                    }
+                    if (pModule && name == 0 && !match) {
+                        fail("GetModule at " + PathText(branch) + " found neither generation");
+                    }
+                    if (pModule) {
+                        holds.emplace_back(pModule, match);
+                    }
                 }
                 for (const auto& [pModule, instance] : holds) {
-                    std::string differs = CheckModule(
-                        Top(), enginetest_1_0_0::enginetestTypeOf(pModule), instance->source,
-                        [](const std::string&, uint64_t&) { return false; });
+                    std::string differs =
+                        instance ? CheckModule(Top(), enginetestTypeOf(pModule), instance->source)
+                                 : "";
                     if (!differs.empty()) {
-                        failures[index] =
-                            std::string("held ") + pModule->Name + " differs at " + differs;
+                        fail(std::string("held ") + pModule->Name + " differs at " + differs);
                     }
                 }
             }
@@ -760,16 +827,57 @@ private:
                 hold.first->Release();
             }
         };
-        std::thread other(client, 1);
-        client(0);
-        other.join();
-        for (size_t i = 0; i < 2; ++i) {
+        auto tuner = [&] {
+            Choices choices(seed + 2);
+            for (uint32_t step = 0; step < m_options.steps / 2; ++step) {
+                const uint32_t node = choices.Below(nodes);
+                const std::string path = PathText(Branch(m_model, node));
+                const bool set = m_manager.SetValue(path.c_str(), kNames[1], "u32",
+                                                    std::to_string(kTuned + step).c_str());
+                InstancePtr instance = m_model.Select(node, 1);
+                if (set != (instance != nullptr) && failures[2].empty()) {
+                    failures[2] = "SetValue at " + path + (set ? " set" : " failed");
+                }
+                if (instance) {
+                    ++references[2][{instance->owner, 1}];
+                }
+                m_manager.SetTriggerValues(triggers[step % 2].c_str());
+            }
+        };
+        std::thread first(client, 0);
+        std::thread second(client, 1);
+        std::thread tuning(tuner);
+        if (m_options.update) {
+            // Halfway through the clients' run; they run to their end, so this wait ends.
+            while (progress.load() < m_options.steps) {
+                std::this_thread::yield();
+            }
+            phase = 1;
+            std::vector<uint8_t>& binary = m_updates.back();
+            if (!m_manager.UpdateBinaryParameters(binary.data(), binary.size())) {
+                Fail("UpdateBinaryParameters failed");
+            }
+            phase = 2;
+        }
+        first.join();
+        second.join();
+        tuning.join();
+        for (size_t i = 0; i < failures.size(); ++i) {
             if (!failures[i].empty()) {
                 Fail("thread " + std::to_string(i) + ": " + failures[i]);
             }
-            for (const auto& [key, count] : textReferences[i]) {
+            for (const auto& [key, count] : references[i]) {
                 m_model.references[key] += count;
             }
+        }
+        char text[64] = "";
+        m_manager.GetControlValues(text, sizeof(text));
+        const std::string last = std::to_string(m_options.steps);
+        if (text != "0=" + last + ",10=" + last) {
+            Fail(std::string("the control table reads ") + text);
+        }
+        if (m_options.update) {
+            m_model = after;
         }
         CheckState(true);
     }

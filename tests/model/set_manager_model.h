@@ -5,7 +5,7 @@
 // and released, mode unloads, text reads and writes, live updates and rewrites of the file
 // under an on-demand set manager. A plain model beside it says what every read must see, and
 // after every step every held module, reference count, shared object and the eviction limit
-// are checked against it.
+// are checked against it. A concurrent run has clients, a tuner and an update on threads.
 #pragma once
 
 #include <cstddef>
@@ -41,8 +41,11 @@ struct RunOptions {
     uint32_t activeLimit = 17;
     // Operations run; a fuzz input also ends when its bytes do.
     uint32_t steps = 400;
-    // Two client threads doing lookups, releases and text reads at once instead.
+    // Instead, two client threads doing lookups, releases and text reads at once, beside a
+    // tuner thread setting values by path and the trigger table.
     bool twoThreads = false;
+    // With twoThreads: a new binary swapped in while the clients run.
+    bool update = false;
 };
 
 // Runs one model check and answers the first difference found, with the step that showed

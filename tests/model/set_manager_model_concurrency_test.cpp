@@ -1,12 +1,13 @@
-// Two client threads walking one binary with shared arrays: every held module keeps its
-// values while the other thread's lookups evict and reload modes around it.
+// Two client threads walking one binary with shared arrays beside a tuner setting values by
+// path: every held module keeps its values while the other threads' lookups evict and reload
+// modes around it, and, in the runs with an update, while a new binary replaces the modules.
 #include <gtest/gtest.h>
 
 #include "set_manager_model.h"
 
-TEST(SetManagerModelConcurrency, HeldSharedDataStaysWholeUnderTheOtherThreadsEvictions) {
-    for (uint32_t seed = 1; seed <= 4; ++seed) {
+TEST(SetManagerModelConcurrency, HeldSharedDataStaysWholeUnderEvictionsTuningAndUpdates) {
+    for (uint32_t seed = 1; seed <= 6; ++seed) {
         model::Choices choices(seed);
-        EXPECT_EQ(model::RunModel(choices, {5, 300, true}), "") << "seed " << seed;
+        EXPECT_EQ(model::RunModel(choices, {5, 300, true, seed % 2 == 0}), "") << "seed " << seed;
     }
 }
