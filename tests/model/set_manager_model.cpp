@@ -721,20 +721,6 @@ private:
         }
     }
 
-    // The instances a lookup of (node, name) may find: the old generation's until an update
-    // has started (phase 1), the new one's once it has ended (phase 2).
-    std::vector<InstancePtr> Candidates(const Generation& after, uint32_t node, uint32_t name,
-                                        int started, int ended) const {
-        std::vector<InstancePtr> candidates;
-        if (started < 2) {
-            candidates.push_back(m_model.Select(node, name));
-        }
-        if (ended > 0) {
-            candidates.push_back(after.Select(node, name));
-        }
-        return candidates;
-    }
-
     // Two clients doing lookups, releases and text reads; a tuner setting the twin's u32 by
     // path and replacing the trigger table; with `update`, a new binary swapped in halfway.
     // The clients check the enginetest modules they hold, which nothing writes, and read the
@@ -754,16 +740,29 @@ private:
         std::vector<std::string> failures(3);
         std::vector<std::map<NodeName, uint32_t>> references(3);
         std::atomic<uint32_t> progress{0};
+        // 1 while the update runs, 2 once it has returned.
         std::atomic<int> phase{0};
         const uint32_t seed = m_choices.Below(1u << 31);
+        const auto fail = [&](uint32_t index, const std::string& what) {
+            if (failures[index].empty()) {
+                failures[index] = what;
+            }
+        };
+        // What a call that began in `started` may find: the old generation's instance until
+        // the update begins, the new one's once it has ended.
+        const auto candidates = [&](uint32_t node, uint32_t name, int started) {
+            std::vector<InstancePtr> found;
+            if (started < 2) {
+                found.push_back(m_model.Select(node, name));
+            }
+            if (phase.load() > 0) {
+                found.push_back(after.Select(node, name));
+            }
+            return found;
+        };
         auto client = [&](uint32_t index) {
             Choices choices(seed + index);
             std::vector<std::pair<ParameterModule*, InstancePtr>> holds;
-            const auto fail = [&](const std::string& what) {
-                if (failures[index].empty()) {
-                    failures[index] = what;
-                }
-            };
             for (uint32_t step = 1; step <= m_options.steps; ++step, ++progress) {
                 const uint32_t node = choices.Below(nodes);
                 const uint32_t name = choices.Below(2);
@@ -779,18 +778,18 @@ private:
                     m_manager.GetValue(branch.data(), depth, kNames[name], "u32", text,
                                        sizeof(text));
                     bool expected = name == 1 && std::strtoull(text + 4, nullptr, 10) >= kTuned;
-                    for (const InstancePtr& c : Candidates(after, node, name, started, phase)) {
+                    for (const InstancePtr& c : candidates(node, name, started)) {
                         expected |= !c || text == "u32=" + std::to_string(U32Of(*c));
                     }
                     if (!expected) {
-                        fail("GetValue at " + PathText(branch) + " gave " + text);
+                        fail(index, "GetValue at " + PathText(branch) + " gave " + text);
                     }
                     if (InstancePtr instance = m_model.Select(node, name)) {
                         ++references[index][{instance->owner, name}];
                     }
                     m_manager.GetTriggerValues(text, sizeof(text));
                     if (text != triggers[0] && text != triggers[1]) {
-                        fail(std::string("the trigger table reads ") + text);
+                        fail(index, std::string("the trigger table reads ") + text);
                     }
                 } else {
                     ParameterModule* pPrevious = nullptr;
@@ -801,25 +800,27 @@ private:
                     ParameterModule* pModule =
                         m_manager.GetModule(kNames[name], branch.data(), depth, pPrevious);
                     InstancePtr match;
-                    for (const InstancePtr& c : Candidates(after, node, name, started, phase)) {
+                    for (const InstancePtr& c : candidates(node, name, started)) {
                         const bool same = pModule && c && name == 0 &&
                                           CheckModule(Top(), enginetestTypeOf(pModule), c->source)
                                               .empty();
                         match = same ? c : match;
                     }
                     if (pModule && name == 0 && !match) {
-                        fail("GetModule at " + PathText(branch) + " found neither generation");
+                        fail(index, "GetModule at " + PathText(branch) + " found neither");
                     }
                     if (pModule) {
                         holds.emplace_back(pModule, match);
                     }
                 }
                 for (const auto& [pModule, instance] : holds) {
-                    std::string differs =
-                        instance ? CheckModule(Top(), enginetestTypeOf(pModule), instance->source)
-                                 : "";
-                    if (!differs.empty()) {
-                        fail(std::string("held ") + pModule->Name + " differs at " + differs);
+                    if (instance) {
+                        std::string differs =
+                            CheckModule(Top(), enginetestTypeOf(pModule), instance->source);
+                        if (!differs.empty()) {
+                            fail(index, std::string("held ") + pModule->Name + " differs at " +
+                                            differs);
+                        }
                     }
                 }
             }
@@ -835,8 +836,8 @@ private:
                 const bool set = m_manager.SetValue(path.c_str(), kNames[1], "u32",
                                                     std::to_string(kTuned + step).c_str());
                 InstancePtr instance = m_model.Select(node, 1);
-                if (set != (instance != nullptr) && failures[2].empty()) {
-                    failures[2] = "SetValue at " + path + (set ? " set" : " failed");
+                if (set != (instance != nullptr)) {
+                    fail(2, "SetValue at " + path + (set ? " set" : " failed"));
                 }
                 if (instance) {
                     ++references[2][{instance->owner, 1}];

@@ -40,8 +40,9 @@ TEST(SetManagerContainer, RefusalsOfHeaderSectionTableAndModeSection) {
     const Refusal refusals[] = {
         {{5, 0, 0}, nullptr, 20, kGeneral, 2, nullptr},
         {{5, 0, 0}, nullptr, 164, kGeneral, 1, nullptr},
-        {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerTag = "OVI Lumatrope Headex"; },
-         0, "Invalid binary header tag: OVI Lumatrope Headex", 0, nullptr},
+        {{5, 0, 0},
+         [](TuningBinaryBuilder& b) { b.Overrides().headerTag = "OVI Lumatrope Headex"; }, 0,
+         "Invalid binary header tag: OVI Lumatrope Headex", 0, nullptr},
         {{5, 0, 0}, [](TuningBinaryBuilder& b) { b.Overrides().headerSize = 999; }, 0,
          "Binary header data too small: Expected: 999 bytes, Actual: 316 bytes", 0, nullptr},
         // Compressed sections pass the size test and are refused with the sections.

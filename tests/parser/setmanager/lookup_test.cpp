@@ -62,59 +62,41 @@ std::vector<uint8_t> ManyModes() {
     builder.AddMode(Record(0, 0));
     builder.AddModule("abc", {1, 0, 0}, 0, ValueBytes(builder, 1));
     for (uint16_t i = 0; i < 40; ++i) {
-        builder.AddModule("abc", {1, 0, 0}, builder.AddMode(Record(2, i, 0)), ValueBytes(builder, 100 + i));
+        const uint32_t useCase = builder.AddMode(Record(2, i, 0));
+        builder.AddModule("abc", {1, 0, 0}, useCase, ValueBytes(builder, 100 + i));
     }
     builder.AddModule("abc", {1, 0, 0}, builder.AddMode(Record(2, 200, 0, std::nullopt, true)),
                       ValueBytes(builder, 7));
     return builder.Build();
 }
 
-class ManyModesTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        manager.Register("abc");
-        manager.SetOnDemand(true);
-        manager.SetMaxActiveModes(17);
-        path = dir.Write("many.bin", AsText(ManyModes()));
-        ASSERT_TRUE(manager.LoadBinaryParameters(path.c_str()));
-    }
-
-    // The use case `subMode`'s "abc", released again unless `hold`.
-    Module* Use(unsigned int subMode, bool hold = false) {
-        Module* pModule = Get(manager, "abc", "0.0|2." + std::to_string(subMode));
-        if (pModule != nullptr && !hold) {
-            pModule->Release();
-        }
-        return pModule;
-    }
-    ModeEntry* UseCase(unsigned int subMode) { return manager.GetModeEntry(subMode + 1); }
-    std::string ActiveModes() {
-        char text[1024];
-        EXPECT_TRUE(manager.GetActiveModes(text, sizeof(text)));
-        return text;
-    }
-
+TEST(SetManagerActiveModes, ListOrderAndLimitAtTheirEdges) {
     zyra_test::TempDir dir;
-    std::string path;
     TestSetManager manager;
-};
-
-TEST_F(ManyModesTest, ListOrderAndLimitAtTheirEdges) {
+    manager.Register("abc");
+    manager.SetOnDemand(true);
+    manager.SetMaxActiveModes(17);
+    ASSERT_TRUE(manager.LoadBinaryParameters(dir.Write("many.bin", AsText(ManyModes())).c_str()));
+    const auto useCase = [&](unsigned int subMode) {
+        return Get(manager, "abc", "0.0|2." + std::to_string(subMode));
+    };
     // Listed most recently used first, also after a use on another thread.
     Module* pThree = nullptr;
-    std::thread([&] { pThree = Use(3, true); }).join();
-    Module* pSixteen = Use(16, true);
-    EXPECT_EQ(ActiveModes(), "Default|Usecase.16;Default|Usecase.ZSL");
+    std::thread([&] { pThree = useCase(3); }).join();
+    Module* pSixteen = useCase(16);
+    char text[1024];
+    EXPECT_TRUE(manager.GetActiveModes(text, sizeof(text)));
+    EXPECT_STREQ(text, "Default|Usecase.16;Default|Usecase.ZSL");
     pThree->Release();
     pSixteen->Release();
 
     // Without a limit modes leave the list beyond five but stay loaded.
     manager.SetMaxActiveModes(0);
     for (unsigned int i = 20; i < 28; ++i) {
-        Use(i);
+        useCase(i)->Release();
     }
     EXPECT_EQ(manager.ActiveModes().Count(), 5u);
-    EXPECT_TRUE(UseCase(20)->Loaded);
+    EXPECT_TRUE(manager.GetModeEntry(21u)->Loaded);
     EXPECT_TRUE(ModuleOf(manager.GetModeEntry(41u), "abc")->Loaded);
 }
 
