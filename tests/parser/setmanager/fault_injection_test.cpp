@@ -23,33 +23,23 @@ namespace {
 // Far more allocations than any operation here makes.
 constexpr uint32_t kMaxAllocations = 5000;
 
-// From Begin on, allocation number `nth` fails; End switches that off and tells whether the
-// operation in between reached it.
-class FailingAllocation {
-public:
-    explicit FailingAllocation(uint32_t nth) : m_nth(nth) {}
-    void Begin() {
-        m_start = Zyra::Memory::AllocationCount();
-        Zyra::Memory::FailNthAllocation(m_nth);
-    }
-    bool End() {
-        Zyra::Memory::FailNthAllocation(0);
-        return Zyra::Memory::AllocationCount() - m_start >= m_nth;
-    }
-
-private:
-    uint32_t m_nth;
-    uint64_t m_start = 0;
-};
-
-// Runs `run` with allocation 1, 2, 3 ... failing until a run no longer reaches the failing
-// one, and answers how many runs had a failure. `run` answers whether its failure was hit.
+// Runs `run` with allocation 1, 2, 3 ... after its call of `begin` failing until a run no
+// longer reaches the failing one, and answers how many runs had a failure. `end` switches the
+// failures off and tells whether the failing allocation was reached; `run` answers that.
 template <typename Run>
 uint32_t FailEachAllocation(Run run) {
     for (uint32_t nth = 1; nth <= kMaxAllocations; ++nth) {
         SCOPED_TRACE("failing allocation " + std::to_string(nth));
-        FailingAllocation failure(nth);
-        if (!run(failure) || ::testing::Test::HasFailure()) {
+        uint64_t start = 0;
+        const auto begin = [&] {
+            start = Zyra::Memory::AllocationCount();
+            Zyra::Memory::FailNthAllocation(nth);
+        };
+        const auto end = [&] {
+            Zyra::Memory::FailNthAllocation(0);
+            return Zyra::Memory::AllocationCount() - start >= nth;
+        };
+        if (!run(begin, end) || ::testing::Test::HasFailure()) {
             return nth - 1;
         }
     }
@@ -99,15 +89,15 @@ void SetModifiedTime(const std::string& path, time_t seconds) {
 class FaultInjection : public ::testing::Test {
 protected:
     void ExpectEachLoadFailureHandled(bool onDemand) {
-        const uint32_t failures = FailEachAllocation([&](FailingAllocation& failure) {
+        const uint32_t failures = FailEachAllocation([&](const auto& begin, const auto& end) {
             TestSetManager manager;
             RegisterTree(manager);
             manager.SetOnDemand(onDemand);
-            failure.Begin();
+            begin();
             const bool loaded = onDemand ? manager.LoadBinaryParameters(m_path.c_str())
                                          : manager.LoadBinaryParameters(m_binary.data(),
                                                                         m_binary.size());
-            const bool hit = failure.End();
+            const bool hit = end();
             EXPECT_TRUE(loaded || hit);
             EXPECT_EQ(manager.IsValid(), loaded);
             // After a refused load the caller knows: what was made may still answer.
@@ -134,12 +124,12 @@ TEST_F(FaultInjection, EachAllocationOfALoadFailsInTurn) {
     ExpectEachLoadFailureHandled(true);
     // Without a mode section the load makes the one Default mode itself.
     std::vector<uint8_t> binary = binwriter::TuningBinaryBuilder({5, 0, 0}).Build();
-    FailEachAllocation([&](FailingAllocation& failure) {
+    FailEachAllocation([&](const auto& begin, const auto& end) {
         TestSetManager manager;
         RegisterTree(manager);
-        failure.Begin();
+        begin();
         const bool loaded = manager.LoadBinaryParameters(binary.data(), binary.size());
-        const bool hit = failure.End();
+        const bool hit = end();
         EXPECT_TRUE(loaded || hit);
         if (loaded) {
             EXPECT_NE(manager.GetRootMode(), nullptr);
@@ -159,14 +149,14 @@ TEST_F(FaultInjection, EachAllocationOfAnUpdateFailsInTurn) {
         updated = TreeValues(manager);
         ASSERT_NE(updated, ExpectedTree(0));
     }
-    const uint32_t failures = FailEachAllocation([&](FailingAllocation& failure) {
+    const uint32_t failures = FailEachAllocation([&](const auto& begin, const auto& end) {
         TestSetManager manager;
         EXPECT_TRUE(LoadTree(manager, m_binary, m_path, false));
         Module* pHeld = Get(manager, "abc", "0.0|2.0|4.4");
-        failure.Begin();
+        begin();
         // A failed update keeps the old data and still answers true.
         EXPECT_TRUE(manager.UpdateBinaryParameters(update.data(), update.size()));
-        const bool hit = failure.End();
+        const bool hit = end();
         EXPECT_EQ(pHeld->u32, 22u);
         const std::vector<uint32_t> values = TreeValues(manager);
         // A table whose bookkeeping could not be allocated reads as empty here too, and the
