@@ -38,16 +38,13 @@ TEST(CutShort, LaterFieldsLogOnceEachAndStayZero) {
         EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
         // u64 i64 f32 f64 flag gain, name, samples triggers regions extra level, tail.
         EXPECT_EQ(Errors(capture), Messages(13, kScalarFailure));
-        EXPECT_EQ(pModule->u8, 1u);
-        EXPECT_EQ(pModule->i32, -4);
-        EXPECT_EQ(pModule->u64, 0u);
-        EXPECT_EQ(pModule->module_version.major, 0u);
-        EXPECT_EQ(pModule->samplesCount, 0u);
-        EXPECT_EQ(pModule->extraExists, 0u);
         // The ID word of an optional element names the entry being read, failure or not.
-        EXPECT_EQ(pModule->extraID, moduleId);
-        EXPECT_EQ(pModule->extraID, pModule->levelID);
-        EXPECT_EQ(pModule->ModuleID, moduleId);
+        EXPECT_EQ((std::vector<uint64_t>{pModule->u8, static_cast<uint64_t>(pModule->i32),
+                                         pModule->u64, pModule->module_version.major,
+                                         pModule->samplesCount, pModule->extraExists,
+                                         pModule->extraID, pModule->levelID, pModule->ModuleID}),
+                  (std::vector<uint64_t>{1, static_cast<uint64_t>(-4), 0, 0, 0, 0, moduleId,
+                                         moduleId, moduleId}));
         EXPECT_FALSE(pModule->Loaded);
         EXPECT_EQ(pModule->Modified, 1u);
     }
@@ -185,14 +182,17 @@ Texts BinNames(const Zyra::SocIdInfo& soc) {
     return names;
 }
 
-TEST(SensorRecords, CountedStringsLoadStopAtABadTextAndGiveEverythingBack) {
+// A text that cannot be found ends the load there: the names before it stay, the count stays,
+// and Unload gives back what was read. Then every allocation of a sound load fails in turn:
+// the one of the name array is logged with the field's name and leaves the names out without
+// failing the load; none leaks or crashes.
+TEST(SensorRecords, CountedStringsStopAtABadTextAndSurviveEachFailedAllocation) {
     zyra_test::LogCapture capture;
     binwriter::TuningBinaryBuilder builder(FormatWithAlignment(8));
     uint32_t broken = AddSocIdMap(builder, {"a.bin", "bb.bin", "ccc.bin"}, 1);
+    uint32_t id = AddSocIdMap(builder, {"a.bin", "bb.bin"});
     SocIdMapBinary binary(builder, "sensorBinSocIdMap");
 
-    // A text that cannot be found ends the load there: the names before it stay, the count
-    // stays, and Unload gives back what was read.
     ParameterFileSymbolTableEntry entry;
     ASSERT_TRUE(binary.Table().Find(entry, broken, true));
     Zyra::SensorBinSocIdMap map{};
@@ -201,18 +201,10 @@ TEST(SensorRecords, CountedStringsLoadStopAtABadTextAndGiveEverythingBack) {
     ASSERT_EQ(map.socIdInfoCount, 1u);
     EXPECT_EQ(BinNames(map.socIdInfo[0]), (Texts{"a.bin", "(null)", "(null)"}));
     EXPECT_EQ(Errors(capture),
-              Messages{"[ERROR] Find: Symbol table entry ID 999 out of range 1 - 6\n"});
+              Messages{"[ERROR] Find: Symbol table entry ID 999 out of range 1 - 12\n"});
     ParameterEngine::Unload(type, &map, &binary.Table());
     EXPECT_EQ(map.socIdInfo, nullptr);
-}
 
-// Every allocation of a load failing in turn: the one of the name array is logged with the
-// field's name and leaves the names out without failing the load; none leaks or crashes.
-TEST(SensorRecords, CountedStringsSurviveEachFailedAllocation) {
-    zyra_test::LogCapture capture;
-    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
-    uint32_t id = AddSocIdMap(builder, {"a.bin", "bb.bin"});
-    SocIdMapBinary binary(builder, "sensorBinSocIdMap");
     Zyra::SensorBinSocIdMapClass* pModule = binary.Create(id);
     ASSERT_NE(pModule, nullptr);
     bool namesLeftOut = false;

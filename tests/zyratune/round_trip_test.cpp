@@ -93,8 +93,8 @@ private:
     std::mt19937_64 m_engine;
 };
 
-// Values as DecodeStructure shows them. Counted arrays made before for a field come again, so
-// that holders share them.
+// Values as DecodeStructure shows them. Arrays made before for a field come again, so that
+// holders of counted ones share them.
 class ValueMaker {
 public:
     explicit ValueMaker(Random& random) : m_random(random) {}
@@ -154,35 +154,29 @@ private:
         }
     }
 
+    // Memory fields never reach here: Structure leaves them out.
     Json Field(const FieldDescriptor& field, unsigned int depth) {
-        Json array = Json::array();
-        switch (field.kind) {
-            case FieldKind::Inline:
-            case FieldKind::ScalarBlock:
-                if (field.count == 1 && field.dimCount == 0) {
-                    return Element(field.element, depth);
-                }
-                for (uint32_t i = 0; i < field.count; ++i) {
-                    array.push_back(Element(field.element, depth));
-                }
-                return array;
-            case FieldKind::String: return Text();
-            case FieldKind::Counted: {
-                std::vector<Json>& made = m_arrays[&field];
-                if (!made.empty() && m_random.Chance(40)) {
-                    return m_random.Pick(made);
-                }
-                for (uint64_t i = depth < 3 ? m_random.Below(3) : 0; i > 0; --i) {
-                    array.push_back(Element(field.element, depth + 1));
-                }
-                made.push_back(array);
-                return array;
-            }
-            case FieldKind::Optional:
-                return m_random.Chance(30) ? Json(nullptr) : Element(field.element, depth + 1);
-            case FieldKind::Memory: break;
+        if (field.kind == FieldKind::String) {
+            return Text();
         }
-        return nullptr;
+        if (field.kind == FieldKind::Optional) {
+            return m_random.Chance(30) ? Json(nullptr) : Element(field.element, depth + 1);
+        }
+        const bool counted = field.kind == FieldKind::Counted;
+        if (!counted && field.count == 1 && field.dimCount == 0) {
+            return Element(field.element, depth);
+        }
+        std::vector<Json>& made = m_arrays[&field];
+        if (!made.empty() && m_random.Chance(40)) {
+            return m_random.Pick(made);
+        }
+        const uint64_t count = !counted ? field.count : depth < 3 ? m_random.Below(3) : 0;
+        Json array = Json::array();
+        for (uint64_t i = 0; i < count; ++i) {
+            array.push_back(Element(field.element, depth + (counted ? 1 : 0)));
+        }
+        made.push_back(array);
+        return array;
     }
 
     Random& m_random;
@@ -343,7 +337,8 @@ private:
         }
         const zyratune::CatalogueName& name = *zyratune::FindCatalogueName(entry.name);
         binwriter::SymbolEntry symbol;
-        symbol.name = ShortName(entry.name);
+        char type[ModuleData::kTypeLength + 1];
+        symbol.name = ModuleData::GetType(type, entry.name.c_str());
         symbol.version = name.version;
         symbol.mode = static_cast<uint32_t>(mode);
         symbol.data = entry.bytes;
@@ -362,19 +357,11 @@ private:
     const zyratune::CatalogueName& Name(size_t mode,
                                         const std::vector<const zyratune::CatalogueName*>& list) {
         const Json& modules = m_nodes[mode].modules;
-        if (!modules.empty() && m_random.Chance(25)) {
-            const zyratune::CatalogueName* pLast =
-                zyratune::FindCatalogueName(modules.back()["name"].get<std::string>());
-            if (std::find(list.begin(), list.end(), pLast) != list.end()) {
-                return *pLast;
-            }
-        }
-        return *m_random.Pick(list);
-    }
-
-    static std::string ShortName(const std::string& name) {
-        char type[ModuleData::kTypeLength + 1];
-        return ModuleData::GetType(type, name.c_str());
+        const zyratune::CatalogueName* pLast =
+            modules.empty() ? nullptr
+                            : zyratune::FindCatalogueName(modules.back().value("name", ""));
+        const bool again = std::find(list.begin(), list.end(), pLast) != list.end();
+        return again && m_random.Chance(25) ? *pLast : *m_random.Pick(list);
     }
 
     // The module as dump --json shows it: its values where `loaded` has them, else its bytes,
