@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# cli_test.sh GROUP TOOL SAMPLE: runs the tool as a user does, one check per command, and
-# checks exit codes and exact output lines.
+# cli_test.sh GROUP TOOL SAMPLE: runs the tool as a user does, a check or two per command,
+# and checks exit codes and exact output lines.
 set -uo pipefail
 group=$1 sample=$3
 # ZYRATUNE_RUNNER runs the tool of a cross build, e.g. under qemu-user.
@@ -76,6 +76,11 @@ commands)
     aecxconvergence.unitStepSize
   expect 0 "gyroThreshold=0.3000000119,Float" "${tool[@]}" info "$sample" Default aecxconvergence.smartADRC
   expect 0 "Default|Usecase.Preview aecxconvergence.unitStepSize = 0.3" "${tool[@]}" dump "$sample"
+  # A module without a schema is listed, dumped and read as its bytes.
+  abf=0200000001000000000000000000c03f40008000c000ff000000803f00000041
+  expect 0 "    - abf21_tfe 2.1.0 opaque, 32 bytes, entry 4" "${tool[@]}" inspect "$sample"
+  expect 0 "Default abf21_tfe.bytes = \"$abf\"" "${tool[@]}" dump "$sample"
+  expect 0 "$abf" "${tool[@]}" get --raw "$sample" Default abf21_tfe
   # The JSON dump builds back into the same bytes; a value set offline is all diff finds.
   "${tool[@]}" dump --json "$sample" >"$work/sample.json" || fail "dump --json"
   expect 0 "wrote $work/again.bin ($(stat -c %s "$sample") bytes)" \

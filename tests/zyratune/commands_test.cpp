@@ -1,5 +1,5 @@
-// The commands on what the sample does not cover: opaque tuning modules, binaries whose modules
-// no single set manager knows, and descriptions and values that build refuses.
+// The commands on what the sample does not cover: binaries whose modules no single set manager
+// knows, and descriptions and values that build refuses.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -34,44 +34,6 @@ std::string ErrorOf(const std::function<void()>& command) {
         return error.what();
     }
     return "(no error)";
-}
-
-TEST(ZyratuneCommands, OpaqueTuningModulesAreShownAsBytes) {
-    zyra_test::TempDir directory;
-    binwriter::TuningBinaryBuilder builder(kFormat);
-    const uint32_t root = builder.AddMode({});
-    binwriter::ModeRecord preview;
-    preview.mode = 2;
-    preview.parent = root;
-    const uint32_t child = builder.AddMode(preview);
-    builder.AddModule("abf21_tfe", kAbfVersion, root, {1, 2, 3, 4, 5});
-    builder.AddModule("abf21_tfe", kAbfVersion, child, {9, 9});
-    const std::string file = Write(directory, builder);
-
-    std::ostringstream out;
-    EXPECT_EQ(zyratune::Inspect(file, out), 0);
-    EXPECT_NE(out.str().find("\nset manager: TuningSetManager\nmodes:       2\n"
-                             "  Default (pinned)\n    - abf21_tfe 2.1.0 opaque, 5 bytes, entry 1\n"
-                             "    Usecase.Preview\n"
-                             "      - abf21_tfe 2.1.0 opaque, 2 bytes, entry 2\n"),
-              std::string::npos)
-        << out.str();
-
-    std::ostringstream dump;
-    EXPECT_EQ(zyratune::Dump(file, false, dump), 0);
-    EXPECT_EQ(dump.str(), "Default abf21_tfe.bytes = \"0102030405\"\n"
-                          "Default|Usecase.Preview abf21_tfe.bytes = \"0909\"\n");
-
-    std::ostringstream raw;
-    EXPECT_EQ(zyratune::Get(file, "Default|Usecase.Preview", "abf21_tfe", "", true, raw), 0);
-    EXPECT_EQ(raw.str(), "0909\n");
-    std::ostringstream ignored;
-    EXPECT_EQ(ErrorOf([&] {
-                  zyratune::Set(file, "Default", {"abf21_tfe.x=1"}, directory.File("o.bin"),
-                                ignored);
-              }),
-              file + ": abf21_tfe in Default is opaque (no schema): 5 bytes, shown by zyratune "
-                     "get --raw " + file + " 'Default' abf21_tfe");
 }
 
 TEST(ZyratuneCommands, ModulesOfTwoSetManagersAreRefused) {
