@@ -1,5 +1,5 @@
-// Structures that hold themselves: a pointer loop cut off, a loop of shared arrays that one
-// module leaves behind, and the trigger tree form of the library's schemas with its head words.
+// Structures that hold themselves: a loop of shared arrays that one module leaves behind, a
+// pointer loop cut off, and the trigger tree form of the library's schemas with its head words.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -19,30 +19,11 @@ using TreeBinary = LoadedBinaryOf<treeTopTypeClass>;
 
 const binwriter::Version kTreeVersion{2, 1, 0};
 
-TEST(Tree, PointerLoopIsCutOffAndUnloaded) {
-    zyra_test::LogCapture capture;
-    binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
-    // Data entry 1 is the label, entry 2 the node whose one child is entry 2 itself.
-    binwriter::ValueWriter node(builder);
-    node.String("loop").Float(1.f).Float(2.f).U32(1).Pointer(2);
-    ASSERT_EQ(builder.AddPointerTarget(node.Bytes()), 2u);
-    binwriter::ValueWriter top(builder);
-    top.U32(1).Pointer(2);
-    uint32_t id = builder.AddModule("enginetree", kTreeVersion, 0, top.Bytes());
-    TreeBinary binary(builder, "enginetree");
-    treeTopTypeClass* pModule = binary.Create(id);
-    ASSERT_NE(pModule, nullptr);
-
-    EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
-    EXPECT_EQ(Errors(capture),
-              Messages{"[ERROR] Counted array children nested deeper than 64 levels\n"});
-    EXPECT_EQ(pModule->roots, nullptr);
-}
-
 // Module A's node holds S, whose node holds R, whose node closes the loop back to S. Module B
 // shares R. When A goes, S goes with it, and the pointer to S inside R, which B keeps, is
-// cleared rather than left dangling.
-TEST(Tree, AnArrayThatStaysForgetsTheLoopItClosed) {
+// cleared rather than left dangling. A node whose child is itself, without duplicates to
+// share it, is cut off deep down and fails its module's load.
+TEST(Tree, LoopsOfSharedArraysAreForgottenAndPointerLoopsCutOff) {
     zyra_test::LogCapture capture;
     binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
     auto node = [&](const char* pLabel, uint32_t children) {
@@ -61,15 +42,24 @@ TEST(Tree, AnArrayThatStaysForgetsTheLoopItClosed) {
     topA.U32(1).Pointer(builder.AddPointerTarget(node("a", 2)));
     binwriter::ValueWriter topB(builder);
     topB.U32(1).Pointer(builder.AddPointerTarget(node("b", 6)));
+    // Entries 11 and 12: the label and the node of the loop.
+    ASSERT_EQ(builder.AddPointerTarget(node("loop", 12)), 12u);
+    binwriter::ValueWriter topLoop(builder);
+    topLoop.U32(1).Pointer(12);
     uint32_t a = builder.AddModule("enginetree", kTreeVersion, 0, topA.Bytes());
     uint32_t b = builder.AddModule("enginetree", kTreeVersion, 0, topB.Bytes());
+    uint32_t loop = builder.AddModule("enginetree", kTreeVersion, 0, topLoop.Bytes());
     TreeBinary binary(builder, "enginetree");
     treeTopTypeClass* pA = binary.Create(a);
     treeTopTypeClass* pB = binary.Create(b);
-    ASSERT_TRUE(pA != nullptr && pB != nullptr);
+    treeTopTypeClass* pLoop = binary.Create(loop);
+    ASSERT_TRUE(pA != nullptr && pB != nullptr && pLoop != nullptr);
+    EXPECT_FALSE(pLoop->LoadModule(&binary.Table()));
+    EXPECT_EQ(pLoop->roots, nullptr);
     ASSERT_TRUE(pA->LoadModule(&binary.Table()));
     ASSERT_TRUE(pB->LoadModule(&binary.Table()));
-    EXPECT_EQ(Errors(capture), Messages{});
+    EXPECT_EQ(Errors(capture),
+              Messages{"[ERROR] Counted array children nested deeper than 64 levels\n"});
     nodeType* pR = pB->roots[0].children;
     ASSERT_EQ(pA->roots[0].children[0].children, pR);
     ASSERT_EQ(pR[0].children, pA->roots[0].children);
