@@ -2,8 +2,6 @@
 // instances the generated class creates from it.
 #pragma once
 
-#include <string>
-
 #include "enginetest_1_0_0.h"
 #include "loaded_binary.h"
 #include "path_values.h"
@@ -13,14 +11,6 @@ namespace engine_test {
 using enginetest_1_0_0::enginetestTypeClass;
 
 constexpr binwriter::Version kModuleVersion{1, 0, 0};
-
-// The first member of `module` that differs from the values of `source`; empty when all hold.
-inline std::string CheckValues(const enginetestTypeClass& module,
-                               const zyra_test::ValueSource& source) {
-    return zyra_test::CheckModule(*enginetestTypeClass::Descriptor().top,
-                                  static_cast<const enginetest_1_0_0::enginetestType*>(&module),
-                                  source);
-}
 
 class LoadedBinary : public LoadedBinaryOf<enginetestTypeClass> {
 public:

@@ -1,6 +1,7 @@
-// Damaged values: a module cut short, enum values outside their set, counted arrays and
-// optional elements whose words do not hold, and the counted array of strings of the sensor
-// driver records with a text that cannot be found and every allocation failing in turn.
+// Damaged values: a module cut short, counted arrays and optional elements whose words do not
+// hold, and the counted array of strings of the sensor driver records with a text that cannot
+// be found and every allocation failing in turn. Enum values outside their set are in the
+// trigger tree test.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -69,27 +70,6 @@ protected:
     binwriter::TuningBinaryBuilder builder{FormatWithAlignment(1)};
     std::unique_ptr<LoadedBinary> binary;
 };
-
-TEST_F(Damaged, EnumValuesOutsideTheirSetAreLoggedAndZeroed) {
-    ModuleValues values;
-    values.trigger = 19;  // in the gap between 18 and 75
-    values.colors[1] = 4;
-    values.triggers = {77, 1000, 1020};
-    values.regions[0].shape = 3;
-    enginetestTypeClass* pModule = Load(values, true);
-    EXPECT_EQ(Errors(capture),
-              (Messages{"[ERROR] Invalid value(19) converting UINT32 to trigger_types",
-                        "[ERROR] Invalid value(4) converting UINT32 to enginetestType::colorEnum",
-                        "[ERROR] Invalid value(77) converting UINT32 to trigger_types",
-                        "[ERROR] Invalid value(1020) converting UINT32 to trigger_types",
-                        "[ERROR] Invalid value(3) converting UINT32 to regionType::shapeEnum"}));
-    auto u = [](auto value) { return static_cast<uint32_t>(value); };
-    EXPECT_EQ((std::vector<uint32_t>{u(pModule->trigger), u(pModule->colors[1]),
-                                     u(pModule->colors[2]), u(pModule->triggers[0]),
-                                     u(pModule->triggers[1]), u(pModule->regions[0].shape),
-                                     u(pModule->tail)}),
-              (std::vector<uint32_t>{0, 0, 2, 0, 1000, 0, values.tail}));
-}
 
 // A word that does not hold fails the load at its field. `first` starts the first error;
 // `second`, when given, is the second.
