@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -51,29 +50,9 @@ TEST(CutShort, LaterFieldsLogOnceEachAndStayZero) {
     }
 }
 
-// Loads modules of damaged values, packed; the last binary stays until the test ends.
-class Damaged : public ::testing::Test {
-protected:
-    enginetestTypeClass* Load(const ModuleValues& values, bool expectLoaded) {
-        uint32_t id = builder.AddModule("enginetest", kModuleVersion, 0,
-                                        WriteModule(builder, values));
-        binary.reset(new LoadedBinary(builder));
-        enginetestTypeClass* pModule = binary->Create(id);
-        EXPECT_NE(pModule, nullptr);
-        if (pModule != nullptr) {
-            EXPECT_EQ(pModule->LoadModule(&binary->Table()), expectLoaded);
-        }
-        return pModule;
-    }
-
-    zyra_test::LogCapture capture;
-    binwriter::TuningBinaryBuilder builder{FormatWithAlignment(1)};
-    std::unique_ptr<LoadedBinary> binary;
-};
-
 // A word that does not hold fails the load at its field. `first` starts the first error;
 // `second`, when given, is the second.
-TEST_F(Damaged, WordsThatDoNotHoldFailTheLoadAtTheirField) {
+TEST(Damaged, WordsThatDoNotHoldFailTheLoadAtTheirField) {
     const std::string noEntry = "[ERROR] Find: Symbol table entry ID 0 out of range 1 - ";
     struct Case {
         const char* what;
@@ -113,11 +92,16 @@ TEST_F(Damaged, WordsThatDoNotHoldFailTheLoadAtTheirField) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        capture.Clear();
+        zyra_test::LogCapture capture;
         ModuleValues values;
         c.damage(values);
-        enginetestTypeClass* pModule = Load(values, false);
+        binwriter::TuningBinaryBuilder builder(FormatWithAlignment(1));
+        const uint32_t id =
+            builder.AddModule("enginetest", kModuleVersion, 0, WriteModule(builder, values));
+        LoadedBinary binary(builder);
+        enginetestTypeClass* pModule = binary.Create(id);
         ASSERT_NE(pModule, nullptr);
+        EXPECT_FALSE(pModule->LoadModule(&binary.Table()));
         Messages errors = Errors(capture);
         ASSERT_FALSE(errors.empty());
         EXPECT_EQ(errors[0].rfind(c.first, 0), 0u) << errors[0];
