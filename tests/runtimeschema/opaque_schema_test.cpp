@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "../parser/parser_messages.h"
+#include "../parser/file/symbol_table_support.h"
 #include "abf_2_1_0.h"
 #include "binwriter/tuning_binary_builder.h"
 #include "binwriter/value_writer.h"
@@ -44,7 +44,6 @@ const std::string kFields =
 std::string Abf21(const std::string& fields) {
     return Schema("abf_2_1_0", "2.1.0", "abf21_tfe", fields);
 }
-std::string Abf21V2() { return Schema("abf_2_1_1", "2.1.1", "abf21_tfe_v2", kFields); }
 
 struct Written {
     Bytes binary;
@@ -73,12 +72,9 @@ Bytes RawBytes(const abf_2_1_0::lumatrope_abf21Type* pTop) {
 }
 
 std::vector<std::string> Problems(const zyra_test::LogCapture& capture) {
-    std::vector<std::string> problems;
-    for (const std::string& line : parser_test::ParserMessages(capture)) {
-        if (line.rfind("[ERROR]", 0) == 0 || line.rfind("[WARNING]", 0) == 0) {
-            problems.push_back(line);
-        }
-    }
+    std::vector<std::string> problems = symbol_table_test::Lines(capture, "[ERROR]");
+    const std::vector<std::string> warnings = symbol_table_test::Lines(capture, "[WARNING]");
+    problems.insert(problems.end(), warnings.begin(), warnings.end());
     return problems;
 }
 
@@ -155,7 +151,7 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         SCOPED_TRACE(refused.problem);
         zyra_test::TempDir dir;
         dir.Write("abf_2_1_0.schema", refused.schema);
-        dir.Write("abf_2_1_1.schema", Abf21V2());
+        dir.Write("abf_2_1_1.schema", Schema("abf_2_1_1", "2.1.1", "abf21_tfe_v2", kFields));
         std::ifstream compiled(std::string(ZYRA_SCHEMA_DIR) + "/gamma_1_6_1.schema");
         dir.Write("gamma_1_6_1.schema", std::string(std::istreambuf_iterator<char>(compiled), {}));
         zyra_test::LogCapture capture;

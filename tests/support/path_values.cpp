@@ -49,12 +49,6 @@ std::string Member(const std::string& path, const char* pName) {
     return path.empty() ? pName : path + "." + pName;
 }
 
-std::vector<uint8_t> TextBytes(const std::string& text) {
-    std::vector<uint8_t> bytes(text.begin(), text.end());
-    bytes.push_back(0);
-    return bytes;
-}
-
 void WriteBits(uint64_t bits, uint32_t width, binwriter::ValueWriter& out) {
     switch (width) {
         case 1: out.U8(static_cast<uint8_t>(bits)); break;
@@ -261,9 +255,9 @@ void PathValueWriter::Struct(const StructDescriptor& type, uint64_t salt, const 
                                       field.count));
                 break;
             case FieldKind::String: {
-                std::vector<uint8_t> text = TextBytes(TextValue(fieldSalt, at));
-                out.U32(static_cast<uint32_t>(text.size()));
-                out.Pointer(Target(std::move(text), shared, at));
+                const std::string text = TextValue(fieldSalt, at);
+                out.U32(static_cast<uint32_t>(text.size() + 1));
+                out.Pointer(Target({text.c_str(), text.c_str() + text.size() + 1}, shared, at));
                 break;
             }
             case FieldKind::Counted: {
