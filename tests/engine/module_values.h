@@ -78,12 +78,8 @@ inline std::vector<uint8_t> WriteModule(binwriter::TuningBinaryBuilder& builder,
     out.U8(v.u8).U16(v.u16).U32(v.u32).I32(v.i32).U64(v.u64).I64(v.i64).Float(v.f32);
     out.Double(v.f64).U32(v.flag).Float(v.gain).U32(v.trigger).String(v.name);
     out.U16(v.major).U16(v.minor).Float(v.origin[0]).Float(v.origin[1]).Packed(v.lut);
-    for (uint32_t color : v.colors) {
-        out.U32(color);
-    }
-    for (float corner : v.corners) {
-        out.Float(corner);
-    }
+    out.U32(v.colors[0]).U32(v.colors[1]).U32(v.colors[2]);
+    out.Float(v.corners[0]).Float(v.corners[1]).Float(v.corners[2]).Float(v.corners[3]);
     out.Packed(v.curve);
 
     uint32_t samples = builder.AddPointerTarget(ValueWriter(builder).Packed(v.samples).Bytes());
