@@ -116,15 +116,14 @@ TEST(Damaged, WordsThatDoNotHoldFailTheLoadAtTheirField) {
 using SocIdMapBinary = LoadedBinaryOf<Zyra::SensorBinSocIdMapClass>;
 using Texts = std::vector<std::string>;
 
-constexpr uint32_t kMissingEntry = 999;
-
-// A map of one SoC whose binary names are `names`; the name at `badAt` points to no entry.
+// A map of one SoC whose binary names are `names`; the name at `badAt` points to entry 999,
+// which is not there.
 uint32_t AddSocIdMap(binwriter::TuningBinaryBuilder& builder, const Texts& names,
                      size_t badAt = SIZE_MAX) {
     binwriter::ValueWriter namesOut(builder);
     for (size_t i = 0; i < names.size(); ++i) {
         if (i == badAt) {
-            namesOut.U32(static_cast<uint32_t>(names[i].size() + 1)).Pointer(kMissingEntry);
+            namesOut.U32(static_cast<uint32_t>(names[i].size() + 1)).Pointer(999);
         } else {
             namesOut.String(names[i]);
         }

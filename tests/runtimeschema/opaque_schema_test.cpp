@@ -67,10 +67,6 @@ std::string Values(TuningSetManager& manager, const char* pModule, const char* p
     return manager.GetValue(kRootPath, pModule, pNames, text, sizeof(text)) ? text : "false";
 }
 
-Bytes RawBytes(const abf_2_1_0::lumatrope_abf21Type* pTop) {
-    return Bytes(pTop->rawData, pTop->rawData + pTop->rawDataSize);
-}
-
 std::vector<std::string> Problems(const zyra_test::LogCapture& capture) {
     std::vector<std::string> problems = symbol_table_test::Lines(capture, "[ERROR]");
     const std::vector<std::string> warnings = symbol_table_test::Lines(capture, "[WARNING]");
@@ -110,7 +106,7 @@ TEST(RuntimeSchema, AnOpaqueModuleWithASchemaAnswersByFieldAndKeepsItsBytes) {
         // Compiled clients see the module as before, its change counted.
         abf_2_1_0::lumatrope_abf21Type* pTop = manager.GetModule_abf21_tfe(kRoot, 1, nullptr);
         ASSERT_NE(pTop, nullptr);
-        EXPECT_EQ(RawBytes(pTop), written.abf);
+        EXPECT_EQ(Bytes(pTop->rawData, pTop->rawData + pTop->rawDataSize), written.abf);
         EXPECT_EQ(pTop->GetModified(), 2u);
         EXPECT_EQ(pTop->ModuleID >> 24, 1u);
         pTop->Release();
@@ -164,7 +160,7 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         EXPECT_EQ(Values(manager, "abf21_tfe_v2", "gain"), "gain=1.5");
         abf_2_1_0::lumatrope_abf21Type* pTop = manager.GetModule_abf21_tfe(kRoot, 1, nullptr);
         ASSERT_NE(pTop, nullptr);
-        EXPECT_EQ(RawBytes(pTop), written.abf);
+        EXPECT_EQ(Bytes(pTop->rawData, pTop->rawData + pTop->rawDataSize), written.abf);
         pTop->Release();
 
         const std::vector<std::string> problems = Problems(capture);
