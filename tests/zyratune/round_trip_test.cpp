@@ -64,9 +64,8 @@ end
 // Few texts and small numbers, so that equal values and arrays recur.
 const char* const kTexts[] = {"", "rear", "rear_wide", "tele"};
 // Values that JSON has no number or string for, as the tool spells them: a text that is no
-// UTF-8, a boolean word above 1, infinities, the quiet NaN and a NaN with a payload.
+// UTF-8, a boolean word above 1 (7), infinities, the quiet NaN and a NaN with a payload.
 const Json kNoText = {{"hex", "c3ff"}};
-const Json kNoBoolean = 7u;
 const char* const kNoNumber[] = {"inf", "-inf", "nan"};
 
 std::string VersionText(const binwriter::Version& version) {
@@ -128,7 +127,7 @@ public:
             case ScalarType::Float: return Real(real, "0x7fc00001");
             case ScalarType::Double: return Real(real / 8, "0x7ff8000000000001");
             case ScalarType::Boolean:
-                return m_random.Chance(5) ? kNoBoolean : Json(m_random.Chance(50));
+                return m_random.Chance(5) ? Json(7u) : Json(m_random.Chance(50));
         }
         return nullptr;
     }
