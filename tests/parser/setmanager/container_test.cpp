@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 
 #include "set_manager_test_support.h"
 
@@ -24,6 +25,13 @@ Configure WithModes(Configure damage) {
         b.AddMode(Record(2, 1, 0));
         damage(b);
     };
+}
+
+// Default and Usecase.Snapshot behind a mode section row of this offset and size.
+Configure WithModeSection(std::optional<uint32_t> offset, uint32_t size) {
+    return WithModes([offset, size](TuningBinaryBuilder& b) {
+        b.SetSections({SectionType::DataBlock, {2u, offset, size}});
+    });
 }
 
 TEST(SetManagerContainer, RefusalsOfHeaderSectionTableAndModeSection) {
@@ -62,21 +70,12 @@ TEST(SetManagerContainer, RefusalsOfHeaderSectionTableAndModeSection) {
          kCount, 2, nullptr},
         // A damaged mode section: the table was made before, so the binary counts as loaded.
         // Two records of 24 bytes behind the 32-byte text make 80 bytes.
-        {{5, 0, 0},
-         WithModes([](TuningBinaryBuilder& b) {
-             b.SetSections({SectionType::DataBlock, {2u, {}, 81u}});
-         }),
-         0, "", 0, "[ERROR] ReadModeSection: ModeSize 81 does not match expected size 80"},
-        {{5, 0, 0},
-         WithModes([](TuningBinaryBuilder& b) {
-             b.SetSections({SectionType::DataBlock, {2u, 300u, 80u}});
-         }),
-         0, "", 0, "[ERROR] Failed to read 80 bytes from binary file offset 300, length 316"},
-        {{5, 0, 0},
-         WithModes([](TuningBinaryBuilder& b) {
-             b.SetSections({SectionType::DataBlock, {2u, {}, 16u}});
-         }),
-         0, "", 0, "[ERROR] ReadModeSection: ModeSize 16 does not match expected size 32"},
+        {{5, 0, 0}, WithModeSection({}, 81), 0, "", 0,
+         "[ERROR] ReadModeSection: ModeSize 81 does not match expected size 80"},
+        {{5, 0, 0}, WithModeSection(300, 80), 0, "", 0,
+         "[ERROR] Failed to read 80 bytes from binary file offset 300, length 316"},
+        {{5, 0, 0}, WithModeSection({}, 16), 0, "", 0,
+         "[ERROR] ReadModeSection: ModeSize 16 does not match expected size 32"},
         {{5, 0, 0},
          WithModes([](TuningBinaryBuilder& b) {
              binwriter::ModeRecord record = Record(2, 0, 0);
