@@ -160,7 +160,7 @@ void BM_CostSweep(benchmark::State& state) {
                 std::string path;
                 {
                     const std::vector<uint8_t> binary = SweepBinary(kSizesMiB[s], kModeCounts[m]);
-                    path = directory.Write("sweep.bin", std::string(binary.begin(), binary.end()));
+                    path = directory.Write("sweep.bin", binary);
                 }
                 std::vector<double> open, heap, first, walk, faults;
                 for (unsigned int r = 0; r < kRepeats; ++r) {

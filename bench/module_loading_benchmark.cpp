@@ -224,7 +224,7 @@ void BM_LoadModules_FileMode(benchmark::State& state) {
     const zyra_test::TempDir directory;
     const std::vector<uint8_t>& bytes = Binary().bytes;
     const std::string path =
-        directory.Write("modules.bin", std::string(bytes.begin(), bytes.end()));
+        directory.Write("modules.bin", bytes);
     std::vector<uint8_t> buffer(Binary().moduleBytes);
     double loadSeconds = 0;
     double readSeconds = 0;

@@ -41,7 +41,7 @@ std::string WriteBinary(const zyra_test::TempDir& directory) {
         }
     }
     const std::vector<uint8_t> binary = builder.Build();
-    return directory.Write("tuning.bin", setmanager_test::AsText(binary));
+    return directory.Write("tuning.bin", binary);
 }
 
 // One on-demand set manager for every run; the directory of its binary goes after it.

@@ -113,8 +113,7 @@ uint32_t References(lumatrope_abf21Type* pTop) {
 TEST(OpaqueModule, AccessorsHandOutTheEntryBytesAndCountReferences) {
     zyra_test::TempDir dir;
     const Written written = Binary({1, 2, 3, 4, 5, 6, 7});
-    const std::string path =
-        dir.Write("tuning.bin", std::string(written.binary.begin(), written.binary.end()));
+    const std::string path = dir.Write("tuning.bin", written.binary);
     TuningSetManager manager;
     ASSERT_TRUE(manager.LoadBinaryParameters(path.c_str())) << manager.GetError();
 

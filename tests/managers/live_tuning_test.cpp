@@ -27,7 +27,7 @@ TEST(TuningSetManagerLiveTuning, ClientFindsTheLoadedModules) {
     builder.AddModule("abf21_tfe", {2, 1, 0}, 0, {1, 2, 3, 4});
     const std::vector<uint8_t> binary = builder.Build();
     zyra_test::TempDir dir;
-    const std::string path = dir.Write("tuning.bin", std::string(binary.begin(), binary.end()));
+    const std::string path = dir.Write("tuning.bin", binary);
     ServedTuningSetManager manager;
     ASSERT_NE(manager.Worker(), nullptr);
     EXPECT_FALSE(manager.Worker()->IsRunning());

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <new>
@@ -445,9 +444,7 @@ private:
     }
 
     void WriteFile(const std::vector<uint8_t>& binary) {
-        std::ofstream(m_path, std::ios::binary | std::ios::trunc)
-            .write(reinterpret_cast<const char*>(binary.data()),
-                   static_cast<std::streamsize>(binary.size()));
+        m_dir.Write("tuning.bin", binary);
         // Each version of the file gets a time of its own, which is what tells a reader it changed.
         const timespec times[2] = {{1000000000 + 100 * ++m_writes, 0},
                                    {1000000000 + 100 * m_writes, 0}};

@@ -1,7 +1,9 @@
 // A fresh directory under the system's temporary folder, removed with its contents.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace zyra_test {
 
@@ -17,6 +19,9 @@ public:
     std::string File(const std::string& name) const { return m_path + "/" + name; }
     // Writes `bytes` to `name` inside the directory and returns its path.
     std::string Write(const std::string& name, const std::string& bytes) const;
+    std::string Write(const std::string& name, const std::vector<uint8_t>& bytes) const {
+        return Write(name, std::string(bytes.begin(), bytes.end()));
+    }
 
 private:
     std::string m_path;

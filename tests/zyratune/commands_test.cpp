@@ -24,7 +24,7 @@ constexpr binwriter::Version kAbfVersion{2, 1, 0};
 std::string Write(const zyra_test::TempDir& directory,
                   const binwriter::TuningBinaryBuilder& builder) {
     const std::vector<uint8_t> bytes = builder.Build();
-    return directory.Write("test.bin", std::string(bytes.begin(), bytes.end()));
+    return directory.Write("test.bin", bytes);
 }
 
 std::string ErrorOf(const std::function<void()>& command) {

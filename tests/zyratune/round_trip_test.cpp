@@ -656,7 +656,7 @@ TEST(ZyratuneRoundTrip, RandomBinariesComeBackUnchanged) {
         BinaryMaker maker(seed, described);
         const std::vector<uint8_t> bytes = maker.Make();
         const std::string original =
-            directory.Write("original.bin", std::string(bytes.begin(), bytes.end()));
+            directory.Write("original.bin", bytes);
         const std::string first = Dumped(original);
         Json dumped = Json::parse(first);
         const std::map<uint32_t, std::string> entries = TakeEntries(dumped);

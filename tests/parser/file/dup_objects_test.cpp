@@ -90,7 +90,7 @@ TEST(DuplicateObjects, TextsOfOneGroupAreReadOnceAndInvalidRequestsAreLogged) {
 TEST(DuplicateObjects, LoadsSurviveEveryFailedAllocation) {
     zyra_test::TempDir dir;
     std::vector<uint8_t> bytes = DuplicatesBinary();
-    std::string path = dir.Write("dup.bin", std::string(bytes.begin(), bytes.end()));
+    std::string path = dir.Write("dup.bin", bytes);
     std::set<std::string> errors;
     for (bool fromFile : {false, true}) {
         for (uint32_t nth = 1;; ++nth) {

@@ -116,7 +116,7 @@ protected:
     zyra_test::LogCapture m_capture;
     zyra_test::TempDir m_dir;
     std::vector<uint8_t> m_binary = Tree();
-    std::string m_path = m_dir.Write("tree.bin", AsText(m_binary));
+    std::string m_path = m_dir.Write("tree.bin", m_binary);
 };
 
 TEST_F(FaultInjection, EachAllocationOfALoadFailsInTurn) {
@@ -181,7 +181,7 @@ TEST_F(FaultInjection, FileCutUnderAnOnDemandLoad) {
     SetModifiedTime(m_path, 1000);
     EXPECT_EQ(Get(manager, "ghi", "0.0|2.0|4.4|4.5"), nullptr);
 
-    m_dir.Write("tree.bin", AsText(m_binary));
+    m_dir.Write("tree.bin", m_binary);
     EXPECT_EQ(TreeValues(manager), (std::vector<uint32_t>{0, 0, 0, 0}));
     EXPECT_TRUE(manager.LoadBinaryParameters(m_path.c_str()));
     EXPECT_EQ(TreeValues(manager), ExpectedTree(0));

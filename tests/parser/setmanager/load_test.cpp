@@ -43,7 +43,7 @@ TEST(SetManagerLoad, EveryVersionOnDemand) {
     zyra_test::TempDir dir;
     for (const Version& version : kVersions) {
         SCOPED_TRACE(version.major * 100 + version.minor * 10 + version.patch);
-        const std::string path = dir.Write("sample.bin", AsText(Sample(version)));
+        const std::string path = dir.Write("sample.bin", Sample(version));
         TestSetManager manager;
         RegisterSample(manager);
         manager.SetOnDemand(true);
@@ -125,9 +125,9 @@ TEST(SetManagerLoad, RefusalsOfAFileLoad) {
         // The file object that could not open complains of its reference as it goes.
         {missing, false, "", "Called when file was already closed"},
         // On demand the section table must end within the first 316 bytes.
-        {dir.Write("far.bin", AsText(farTable.Build())), true, "Invalid binary file section count",
+        {dir.Write("far.bin", farTable.Build()), true, "Invalid binary file section count",
          "Invalid binary file section count"},
-        {dir.Write("compressed.bin", AsText(compressed.Build())), true, "",
+        {dir.Write("compressed.bin", compressed.Build()), true, "",
          "Compressed binary files ssupport removed in V5.1.0"},
     };
     for (const Case& c : cases) {

@@ -76,7 +76,7 @@ TEST(SetManagerActiveModes, ListOrderAndLimitAtTheirEdges) {
     manager.Register("abc");
     manager.SetOnDemand(true);
     manager.SetMaxActiveModes(17);
-    ASSERT_TRUE(manager.LoadBinaryParameters(dir.Write("many.bin", AsText(ManyModes())).c_str()));
+    ASSERT_TRUE(manager.LoadBinaryParameters(dir.Write("many.bin", ManyModes()).c_str()));
     const auto useCase = [&](unsigned int subMode) {
         return Get(manager, "abc", "0.0|2." + std::to_string(subMode));
     };
@@ -148,7 +148,7 @@ std::string Value(TestSetManager& manager, const char* pPath, const char* pModul
 TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
     zyra_test::TempDir dir;
     std::vector<uint8_t> binary = Tree();
-    const std::string file = dir.Write("tree.bin", std::string(binary.begin(), binary.end()));
+    const std::string file = dir.Write("tree.bin", binary);
     for (const bool onDemand : {false, true}) {
         SCOPED_TRACE(onDemand);
         TestSetManager manager;

@@ -106,8 +106,6 @@ void RegisterTree(TestSetManager& manager) {
     manager.Register("dup");
 }
 
-std::string AsText(const std::vector<uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
-
 bool LoadTree(TestSetManager& manager, std::vector<uint8_t>& binary,
               const std::string& path, bool onDemand) {
     RegisterTree(manager);

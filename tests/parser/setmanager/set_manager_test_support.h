@@ -78,8 +78,6 @@ std::vector<uint8_t> Tree(uint32_t base = 0, bool extraGhi = false);
 // Registers the module types of Tree().
 void RegisterTree(TestSetManager& manager);
 
-std::string AsText(const std::vector<uint8_t>& bytes);
-
 // Registers the module types of Tree() and loads `binary`: from the file at `path` in
 // on-demand mode, from memory otherwise.
 bool LoadTree(TestSetManager& manager, std::vector<uint8_t>& binary,
