@@ -3,6 +3,7 @@
 #include "binwriter/tuning_binary_builder.h"
 #include "enginetest_1_0_0.h"
 #include "module_values.h"
+#include "set_manager_test_support.h"
 
 namespace livetuning_test {
 
@@ -40,15 +41,15 @@ TuningTestSetManager::TuningTestSetManager(bool logging)
 bool TuningTestSetManager::LoadTestBinary(const std::string& binaryTag) {
     binwriter::TuningBinaryBuilder builder({5, 0, 0});
     builder.SetBinaryTag(binaryTag);
-    builder.AddMode({0, 0, std::nullopt, std::nullopt, false, std::nullopt});
-    builder.AddMode({2, 0, 0, std::nullopt, false, std::nullopt});
-    builder.AddMode({2, 1, 0, std::nullopt, false, std::nullopt});
+    builder.AddMode(setmanager_test::Record(0, 0));
+    builder.AddMode(setmanager_test::Record(2, 0, 0));
+    builder.AddMode(setmanager_test::Record(2, 1, 0));
     AddEngineModule(builder, "lens", 0, 11);
     AddEngineModule(builder, "lens", 1, 22);
     AddEngineModule(builder, "awb", 0, 33);
     const std::vector<uint8_t> binary = builder.Build();
     const std::string path =
-        m_directory.Write("tuning.bin", std::string(binary.begin(), binary.end()));
+        m_directory.Write("tuning.bin", binary);
     return LoadBinaryParameters(path.c_str());
 }
 
