@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t size) {
     const std::string& path = BinaryPath();
     const std::vector<unsigned char> binary = zyra_fuzz::WithValidCrc(pData, size);
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(binary.data()), static_cast<std::streamsize>(size));
+    file.write(reinterpret_cast<const char*>(binary.data()), static_cast<std::streamsize>(binary.size()));
     file.close();
     if (!file) {
         std::abort();
