@@ -3,6 +3,7 @@
 // unload any structure, so no structure has code of its own.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace ParameterEngine {
@@ -58,6 +59,9 @@ struct StructDescriptor {
     // Source name of the reading sites of this structure's fields, which tells shared objects
     // apart together with each field's site number.
     const char* siteSource;
+    // Whether the structure's file image is its memory, worked out by the loader on first use:
+    // 0 not yet, 1 no, 2 yes. The answer never changes, so threads may race to store it.
+    mutable std::atomic<uint8_t> flatness{0};
 };
 
 // What one element of a field is: a scalar, an enum, a structure, or the text of a counted

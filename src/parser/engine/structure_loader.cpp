@@ -163,6 +163,53 @@ void LogAllocationFailure(const Entry& entry, const FieldDescriptor& field) {
                             field.reportName != nullptr ? field.reportName : field.name);
 }
 
+bool IsFlat(const StructDescriptor& type);
+
+// Bytes of a field that lies packed in the file at alignment 1 just as in the structure: a
+// scalar, a fixed array of scalars, or fixed flat structures; 0 for any other field.
+uint64_t PackedBytes(const FieldDescriptor& field) {
+    const ElementType& element = field.element;
+    if (field.kind == FieldKind::ScalarBlock) {
+        return uint64_t{field.count} * WidthOf(element.scalar);
+    }
+    if (field.kind != FieldKind::Inline) {
+        return 0;
+    }
+    if (element.kind == ElementKind::Scalar) {
+        // An inline scalar is one value whatever its count says.
+        return WidthOf(element.scalar);
+    }
+    return element.kind == ElementKind::Struct && IsFlat(*element.structType)
+               ? uint64_t{field.count} * element.structType->size
+               : 0;
+}
+
+bool WorkOutFlat(const StructDescriptor& type) {
+    if (type.hasReservedId || type.ownsMemory) {
+        return false;
+    }
+    uint64_t end = 0;
+    for (uint32_t i = 0; i < type.fieldCount; ++i) {
+        const uint64_t bytes = PackedBytes(type.fields[i]);
+        if (bytes == 0 || type.fields[i].offset != end) {
+            return false;
+        }
+        end += bytes;
+    }
+    return end == type.size;
+}
+
+// A structure whose file image at alignment 1 is its memory: packed fields from its first byte
+// to its last, nothing held elsewhere, no reservedID word. An array of them is one copy.
+bool IsFlat(const StructDescriptor& type) {
+    uint8_t flatness = type.flatness.load(std::memory_order_relaxed);
+    if (flatness == 0) {
+        flatness = WorkOutFlat(type) ? 2 : 1;
+        type.flatness.store(flatness, std::memory_order_relaxed);
+    }
+    return flatness == 2;
+}
+
 // The counted arrays of structures being filled on this thread, outermost first. A structure
 // that holds itself (a tree) recurses as deep as its data, and a damaged pointer can make that a
 // loop; a shared array met again while it is still being filled closes a loop of shared arrays.
@@ -232,13 +279,16 @@ bool FillElements(const FieldDescriptor& field, const char* pSiteSource, Entry& 
                                 NestingGuard::kLimit);
         return false;
     }
-    uint64_t bytes = *pCount * FileBytes(field.element, alignment);
+    // Flat elements lie in the file as in memory: the whole array is one copy.
+    const bool flat = alignment == 1 && field.element.kind == ElementKind::Struct &&
+                      IsFlat(*field.element.structType);
+    const uint32_t stride = ElementSize(field.element);
+    const uint64_t bytes = *pCount * (flat ? stride : FileBytes(field.element, alignment));
     if (bytes > Remaining(child)) {
         BinaryValue::LogShortRead(bytes, child.GetPosition(), child.GetLength(),
                                   LoggerOf(&child));
         return false;
     }
-    uint32_t stride = ElementSize(field.element);
     auto* pArray = static_cast<unsigned char*>(ZyraCalloc(*pCount, stride, kParserAllocCategory));
     SetPointer(pBase, field.offset, pArray);
     if (pArray == nullptr) {
@@ -248,6 +298,9 @@ bool FillElements(const FieldDescriptor& field, const char* pSiteSource, Entry& 
     }
     child.SetDupObject(pArray, *pCount, pSiteSource, static_cast<int>(field.site));
     nesting.Filling(pArray);
+    if (flat) {
+        return child.TakeBytes(pArray, static_cast<uint32_t>(bytes));
+    }
     for (uint32_t i = 0; i < *pCount; ++i) {
         if (!LoadElement(field.element, pArray + uint64_t{i} * stride, &child, alignment)) {
             return false;
@@ -330,18 +383,6 @@ bool LoadBlock(bool result, const FieldDescriptor& field, unsigned char* pBase, 
                              alignment);
 }
 
-// Bytes of a scalar or fixed array of scalars, which lie packed in the file at alignment 1
-// just as in the structure; 0 for any other field.
-uint32_t PackedBytes(const FieldDescriptor& field) {
-    if (field.kind == FieldKind::ScalarBlock ||
-        (field.kind == FieldKind::Inline && field.element.kind == ElementKind::Scalar)) {
-        // An inline scalar is one value whatever its count says.
-        return (field.kind == FieldKind::ScalarBlock ? field.count : 1) *
-               WidthOf(field.element.scalar);
-    }
-    return 0;
-}
-
 // Fields from `first` on that follow each other without a gap in the structure and in the
 // file are one block of bytes: copied at once, when all of it is there. Returns the field
 // after the block, or `first` when the fields are left to be read one by one (another
@@ -353,17 +394,19 @@ uint32_t CopyPackedRun(const StructDescriptor& descriptor, uint32_t first, unsig
     }
     const uint32_t start = descriptor.fields[first].offset;
     uint32_t end = first;
-    uint32_t bytes = 0;
+    uint64_t bytes = 0;
     while (end < descriptor.fieldCount) {
         const FieldDescriptor& field = descriptor.fields[end];
-        const uint32_t fieldBytes = PackedBytes(field);
+        const uint64_t fieldBytes = PackedBytes(field);
         if (fieldBytes == 0 || field.offset != start + bytes) {
             break;
         }
         bytes += fieldBytes;
         ++end;
     }
-    return end != first && pEntry->TakeBytes(pBase + start, bytes) ? end : first;
+    // A run lies within one structure, whose size fits 32 bits.
+    return end != first && pEntry->TakeBytes(pBase + start, static_cast<uint32_t>(bytes)) ? end
+                                                                                        : first;
 }
 
 }  // namespace

@@ -56,6 +56,10 @@ public:
     bool Read(T* pValue, unsigned char alignment, ShortRead report = ShortRead::Log) {
         static_assert(std::is_arithmetic<T>::value || std::is_enum<T>::value,
                       "the cursor reads scalars");
+        // A packed value that is all there, the common case, is copied in line.
+        if (alignment == 1 && TakeBytes(pValue, sizeof(T))) {
+            return true;
+        }
         return ReadScalar(pValue, sizeof(T), alignment, report);
     }
 
