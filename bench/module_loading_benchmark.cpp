@@ -1,9 +1,9 @@
 // Loading typed modules full of arrays, cold: image stabilisation (flat), noise filter and
-// gamma curves (trigger trees of regions). Memory mode loads a binary in memory, which loads
-// every module; file mode opens the same binary as a file on demand and asks for every
-// module, which reads each mode from the file. Each iteration also times the least that
-// moving the module bytes costs: memcpy of them (memory mode) or one read of them from the
-// file (file mode). The counters give the module bytes per second and `to_memcpy` or
+// gamma curves (trigger trees of regions). Memory mode loads every module from the symbol
+// table of a binary in memory; file mode opens the same binary as a file on demand and asks
+// for every module, which reads each mode from the file. Each iteration also times the least
+// that moving the module bytes costs: memcpy of them (memory mode) or one read of them from
+// the file (file mode). The counters give the module bytes per second and `to_memcpy` or
 // `to_read`, the time of the load over that of the copy or the read.
 #include <benchmark/benchmark.h>
 

@@ -1,9 +1,9 @@
 #include "parser/engine/trigger_tree.h"
 
+#include <cstdint>
 #include <cstring>
 #include <new>
-#include <set>
-#include <utility>
+#include <vector>
 
 #include "parser/engine/field_memory.h"
 #include "parser/engine/structure_engine.h"
@@ -17,6 +17,55 @@ uint32_t WordAt(const unsigned char* pBase, uint32_t offset) {
     std::memcpy(&word, pBase + offset, sizeof(word));
     return word;
 }
+
+// The (array, depth) pairs a walk has met, in one open-addressed block: a tree of thousands of
+// arrays would otherwise allocate a set node for each.
+class WalkedArrays {
+public:
+    // False when the pair was met before. `pArray` is never null.
+    bool Insert(const unsigned char* pArray, uint32_t depth) {
+        if ((m_count + 1) * 2 > m_slots.size()) {
+            Grow();
+        }
+        const size_t mask = m_slots.size() - 1;
+        for (size_t i = Hash(pArray, depth) & mask;; i = (i + 1) & mask) {
+            Slot& slot = m_slots[i];
+            if (slot.pArray == nullptr) {
+                slot = {pArray, depth};
+                ++m_count;
+                return true;
+            }
+            if (slot.pArray == pArray && slot.depth == depth) {
+                return false;
+            }
+        }
+    }
+
+private:
+    struct Slot {
+        const unsigned char* pArray = nullptr;
+        uint32_t depth = 0;
+    };
+
+    static size_t Hash(const unsigned char* pArray, uint32_t depth) {
+        const uint64_t key = (reinterpret_cast<uintptr_t>(pArray) >> 3) ^ (uint64_t{depth} << 48);
+        return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 20);
+    }
+
+    void Grow() {
+        std::vector<Slot> slots(m_slots.empty() ? 64 : m_slots.size() * 2);
+        slots.swap(m_slots);
+        m_count = 0;
+        for (const Slot& slot : slots) {
+            if (slot.pArray != nullptr) {
+                Insert(slot.pArray, slot.depth);
+            }
+        }
+    }
+
+    std::vector<Slot> m_slots;
+    size_t m_count = 0;
+};
 
 // One walk over a tree. Arrays of nodes shared through duplicates can be reached more than once,
 // even from below themselves; the words an array gets depend only on its depth, so each array
@@ -44,7 +93,7 @@ public:
     }
 
     void Nodes(unsigned char* pNodes, uint32_t count, uint32_t depth) {
-        if (pNodes == nullptr || depth >= m_count || !m_walked.emplace(pNodes, depth).second) {
+        if (pNodes == nullptr || depth >= m_count || !m_walked.Insert(pNodes, depth)) {
             return;
         }
         for (uint32_t i = 0; i < count; ++i) {
@@ -56,7 +105,7 @@ private:
     const TriggerTreeDescriptor& m_tree;
     const unsigned char* m_pVariables;
     uint32_t m_count;
-    std::set<std::pair<const unsigned char*, uint32_t>> m_walked;
+    WalkedArrays m_walked;
 };
 
 void LogNoMemory(IParameterLoggingAPI* pLogger) {
