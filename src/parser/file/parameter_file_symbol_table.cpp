@@ -45,14 +45,6 @@ ParameterFileSymbolTable::~ParameterFileSymbolTable() {
 
 IParameterLoggingAPI* ParameterFileSymbolTable::Logger() const { return m_pSetManager; }
 
-ParameterFileSymbolTable::TableView ParameterFileSymbolTable::View(bool isModule) const {
-    if (isModule || !HasDataTable()) {
-        return {m_pSymbolEntries, m_pSymbolLookup, m_symbolCount, m_pSymbolDupLists,
-                m_symbolDupListCount};
-    }
-    return {m_pDataEntries, m_pDataLookup, m_dataCount, m_pDataDupLists, m_dataDupListCount};
-}
-
 unsigned int ParameterFileSymbolTable::TableOffset(bool isModule) const {
     return !isModule && HasDataTable() ? m_dataTableOffset : m_symbolOffset;
 }

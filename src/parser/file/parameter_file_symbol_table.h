@@ -107,7 +107,13 @@ private:
         PList<DupObjInfo*>* pDupLists;
         uint32_t dupListCount;
     };
-    TableView View(bool isModule) const;
+    TableView View(bool isModule) const {
+        if (isModule || !HasDataTable()) {
+            return {m_pSymbolEntries, m_pSymbolLookup, m_symbolCount, m_pSymbolDupLists,
+                    m_symbolDupListCount};
+        }
+        return {m_pDataEntries, m_pDataLookup, m_dataCount, m_pDataDupLists, m_dataDupListCount};
+    }
 
     bool HasDataTable() const { return m_dataTableSize != 0 && m_dataTableOffset != 0; }
     // Entries carry a duplicate id (binaries above 3.0.1).

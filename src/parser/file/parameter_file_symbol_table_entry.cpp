@@ -76,8 +76,6 @@ bool ReadFields(EntryFields& fields, const EntryLayout& layout, const unsigned c
 
 }  // namespace
 
-ParameterFileSymbolTableEntry::~ParameterFileSymbolTableEntry() { Clear(); }
-
 void ParameterFileSymbolTableEntry::Init(ParameterFileSymbolTable* pTable) {
     Clear();
     m_pTable = pTable;
@@ -101,17 +99,6 @@ void ParameterFileSymbolTableEntry::Clear() {
     m_length = 0;
     m_pModuleData = nullptr;
     m_ownsModuleData = false;
-}
-
-void ParameterFileSymbolTableEntry::ViewOf(const ParameterFileSymbolTableEntry& other) {
-    Clear();
-    m_pTable = other.m_pTable;
-    m_pSetManager = other.m_pSetManager;
-    m_id = other.m_id;
-    m_duplicateId = other.m_duplicateId;
-    m_pData = other.m_pData;
-    m_length = other.m_length;
-    m_pModuleData = other.m_pModuleData;
 }
 
 IParameterLoggingAPI* ParameterFileSymbolTableEntry::Logger() const { return m_pSetManager; }

@@ -32,7 +32,11 @@ public:
 
     ParameterFileSymbolTableEntry() = default;
     // Frees the values and the module identity when this entry loaded them.
-    ~ParameterFileSymbolTableEntry();
+    ~ParameterFileSymbolTableEntry() {
+        if (m_ownsData || m_ownsModuleData) {
+            Clear();
+        }
+    }
     // A copy would free what the original frees; the table hands out views instead (Find).
     ParameterFileSymbolTableEntry(const ParameterFileSymbolTableEntry&) = delete;
     ParameterFileSymbolTableEntry& operator=(const ParameterFileSymbolTableEntry&) = delete;
@@ -116,7 +120,21 @@ private:
     void Clear();
     // Makes this entry a view of `other`: same values and module identity, owned by `other`,
     // with its own cursor at 0.
-    void ViewOf(const ParameterFileSymbolTableEntry& other);
+    void ViewOf(const ParameterFileSymbolTableEntry& other) {
+        if (m_ownsData || m_ownsModuleData) {
+            Clear();
+        }
+        m_pTable = other.m_pTable;
+        m_pSetManager = other.m_pSetManager;
+        m_id = other.m_id;
+        m_duplicateId = other.m_duplicateId;
+        m_pData = other.m_pData;
+        m_ownsData = false;
+        m_position = 0;
+        m_length = other.m_length;
+        m_pModuleData = other.m_pModuleData;
+        m_ownsModuleData = false;
+    }
     // The entry's values once its fields are read; false when they lie outside the source.
     bool TakeValues(unsigned char* pBuffer, unsigned int length, ParameterBinaryFile* pFile,
                     unsigned int dataOffset, unsigned int valuesOffset,
