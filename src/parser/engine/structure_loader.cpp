@@ -184,19 +184,28 @@ uint64_t PackedBytes(const FieldDescriptor& field) {
                : 0;
 }
 
-bool WorkOutFlat(const StructDescriptor& type) {
-    if (type.hasReservedId || type.ownsMemory) {
-        return false;
-    }
-    uint64_t end = 0;
-    for (uint32_t i = 0; i < type.fieldCount; ++i) {
-        const uint64_t bytes = PackedBytes(type.fields[i]);
-        if (bytes == 0 || type.fields[i].offset != end) {
-            return false;
+// The fields from `first` on that follow each other without a gap in the structure and lie
+// packed in the file: returns the field after them, their bytes in `bytes`.
+uint32_t PackedRunEnd(const StructDescriptor& type, uint32_t first, uint64_t& bytes) {
+    bytes = 0;
+    uint32_t end = first;
+    while (end < type.fieldCount) {
+        const FieldDescriptor& field = type.fields[end];
+        const uint64_t fieldBytes = PackedBytes(field);
+        if (fieldBytes == 0 || field.offset != type.fields[first].offset + bytes) {
+            break;
         }
-        end += bytes;
+        bytes += fieldBytes;
+        ++end;
     }
-    return end == type.size;
+    return end;
+}
+
+bool WorkOutFlat(const StructDescriptor& type) {
+    uint64_t bytes = 0;
+    return !type.hasReservedId && !type.ownsMemory && type.fieldCount != 0 &&
+           type.fields[0].offset == 0 && PackedRunEnd(type, 0, bytes) == type.fieldCount &&
+           bytes == type.size;
 }
 
 // A structure whose file image at alignment 1 is its memory: packed fields from its first byte
@@ -383,30 +392,22 @@ bool LoadBlock(bool result, const FieldDescriptor& field, unsigned char* pBase, 
                              alignment);
 }
 
-// Fields from `first` on that follow each other without a gap in the structure and in the
-// file are one block of bytes: copied at once, when all of it is there. Returns the field
-// after the block, or `first` when the fields are left to be read one by one (another
-// alignment, or the bytes run out within the block, where each field reports its own loss).
+// The packed run from `first` on (PackedRunEnd) is copied at once, when all of it is there.
+// Returns the field after the run, or `first` when the fields are left to be read one by one
+// (another alignment, or the bytes run out within the run, where each field reports its own
+// loss).
 uint32_t CopyPackedRun(const StructDescriptor& descriptor, uint32_t first, unsigned char* pBase,
                        Entry* pEntry, unsigned char alignment) {
     if (alignment != 1 || pEntry == nullptr) {
         return first;
     }
-    const uint32_t start = descriptor.fields[first].offset;
-    uint32_t end = first;
     uint64_t bytes = 0;
-    while (end < descriptor.fieldCount) {
-        const FieldDescriptor& field = descriptor.fields[end];
-        const uint64_t fieldBytes = PackedBytes(field);
-        if (fieldBytes == 0 || field.offset != start + bytes) {
-            break;
-        }
-        bytes += fieldBytes;
-        ++end;
-    }
+    const uint32_t end = PackedRunEnd(descriptor, first, bytes);
     // A run lies within one structure, whose size fits 32 bits.
-    return end != first && pEntry->TakeBytes(pBase + start, static_cast<uint32_t>(bytes)) ? end
-                                                                                        : first;
+    return end != first && pEntry->TakeBytes(pBase + descriptor.fields[first].offset,
+                                             static_cast<uint32_t>(bytes))
+               ? end
+               : first;
 }
 
 }  // namespace
