@@ -134,9 +134,13 @@ private:
 struct LoadingBinary {
     std::vector<uint8_t> bytes;
     uint64_t moduleBytes = 0;
-    std::vector<std::pair<std::string, uint16_t>> modules;  // name, use case
-    // Symbol ID and class of each module, in the order of `modules`.
-    std::vector<std::pair<uint32_t, const ParameterEngine::ModuleDescriptor*>> entries;
+    struct Module {
+        std::string name;
+        uint16_t useCase;
+        uint32_t id;  // of its symbol entry
+        const ParameterEngine::ModuleDescriptor* pClass;
+    };
+    std::vector<Module> modules;
 };
 
 const LoadingBinary& Binary() {
@@ -161,8 +165,7 @@ const LoadingBinary& Binary() {
                     const uint32_t id = builder.AddModule(
                         pClass->names[n], {pClass->major, pClass->minor, pClass->patch}, mode,
                         filler.Top(*pClass->top));
-                    binary.modules.emplace_back(pClass->names[n], useCase);
-                    binary.entries.emplace_back(id, pClass);
+                    binary.modules.push_back({pClass->names[n], useCase, id, pClass});
                 }
             }
         }
@@ -213,8 +216,8 @@ void BM_LoadModules_MemoryMode(benchmark::State& state) {
     ParameterFileSymbolTable table(&setManager, VersionUnion(kFormat.Word()));
     const bool tableLoaded = symbol_table_test::LoadTable(table, binary, kFormat, &modes);
     std::vector<std::vector<unsigned char>> tops;
-    for (const auto& entry : Binary().entries) {
-        tops.emplace_back(entry.second->top->size);
+    for (const auto& module : Binary().modules) {
+        tops.emplace_back(module.pClass->top->size);
     }
     std::vector<uint8_t> copy(Binary().moduleBytes);
     double openSeconds = 0;
@@ -224,16 +227,16 @@ void BM_LoadModules_MemoryMode(benchmark::State& state) {
         bool loaded = tableLoaded;
         loadSeconds += Seconds([&] {
             for (size_t i = 0; i < tops.size(); ++i) {
-                const auto& module = Binary().entries[i];
+                const auto& module = Binary().modules[i];
                 ParameterFileSymbolTableEntry entry;
-                loaded = table.Find(entry, module.first, true) &&
-                         ParameterEngine::LoadTopStructure(*module.second, tops[i].data(), entry,
+                loaded = table.Find(entry, module.id, true) &&
+                         ParameterEngine::LoadTopStructure(*module.pClass, tops[i].data(), entry,
                                                            table.GetAlignment(), nullptr) &&
                          loaded;
             }
         });
         for (size_t i = 0; i < tops.size(); ++i) {
-            ParameterEngine::Unload(*Binary().entries[i].second->top, tops[i].data(), &table);
+            ParameterEngine::Unload(*Binary().modules[i].pClass->top, tops[i].data(), &table);
         }
         copySeconds += Seconds([&] {
             std::memcpy(copy.data(), binary.data(), copy.size());
@@ -271,9 +274,9 @@ void BM_LoadModules_FileMode(benchmark::State& state) {
                 return;
             }
             for (const auto& module : Binary().modules) {
-                const TuningMode branch[] = {{0, 0, 0}, {2, module.second, 0}};
+                const TuningMode branch[] = {{0, 0, 0}, {2, module.useCase, 0}};
                 ParameterModule* pModule =
-                    manager.GetModule(module.first.c_str(), branch, 2, nullptr);
+                    manager.GetModule(module.name.c_str(), branch, 2, nullptr);
                 if (pModule != nullptr) {
                     ++found;
                     pModule->Release();
