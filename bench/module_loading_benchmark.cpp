@@ -4,7 +4,9 @@
 // for every module, which reads each mode from the file. Each iteration also times the least
 // that moving the module bytes costs: memcpy of them (memory mode) or one read of them from
 // the file (file mode). The counters give the module bytes per second and `to_memcpy` or
-// `to_read`, the time of the load over that of the copy or the read.
+// `to_read`, the time of the load over that of the copy or the read. Memory mode also times
+// the least any loader that gives each array a zeroed block of its own must do, a ZyraCalloc
+// and a copy for every pointer target with bytes (`calloc_copy_to_memcpy`).
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -25,10 +27,12 @@
 #include "parser/engine/structure_engine.h"
 #include "parser/file/parameter_file_symbol_table_entry.h"
 #include "parser/file/symbol_table_support.h"
+#include "parser/foundation/parser_alloc_category.h"
 #include "parser/setmanager/tuning_mode.h"
 #include "temp_dir.h"
 #include "tuning_set_manager.h"
 #include "zyra/log.h"
+#include "zyra/memory.h"
 
 namespace {
 
@@ -56,6 +60,7 @@ public:
         return Counted(out.Bytes());
     }
     uint64_t ModuleBytes() const { return m_bytes; }
+    const std::vector<uint32_t>& TargetSizes() const { return m_targetSizes; }
 
 private:
     const std::vector<uint8_t>& Counted(const std::vector<uint8_t>& bytes) {
@@ -63,6 +68,9 @@ private:
         return bytes;
     }
     uint32_t Target(const std::vector<uint8_t>& bytes) {
+        if (!bytes.empty()) {
+            m_targetSizes.push_back(static_cast<uint32_t>(bytes.size()));
+        }
         return m_builder.AddPointerTarget(Counted(bytes));
     }
 
@@ -128,12 +136,14 @@ private:
     binwriter::TuningBinaryBuilder& m_builder;
     uint64_t m_counter = 0;
     uint64_t m_bytes = 0;
+    std::vector<uint32_t> m_targetSizes;
 };
 
 // Every name of the three classes in every use case below Default.
 struct LoadingBinary {
     std::vector<uint8_t> bytes;
     uint64_t moduleBytes = 0;
+    std::vector<uint32_t> targetSizes;  // of the pointer targets with bytes
     struct Module {
         std::string name;
         uint16_t useCase;
@@ -171,6 +181,7 @@ const LoadingBinary& Binary() {
         }
         binary.bytes = builder.Build();
         binary.moduleBytes = filler.ModuleBytes();
+        binary.targetSizes = filler.TargetSizes();
         return binary;
     }();
     return s_binary;
@@ -220,6 +231,9 @@ void BM_LoadModules_MemoryMode(benchmark::State& state) {
         tops.emplace_back(module.pClass->top->size);
     }
     std::vector<uint8_t> copy(Binary().moduleBytes);
+    const std::vector<uint32_t>& sizes = Binary().targetSizes;
+    std::vector<void*> blocks(sizes.size());
+    double callocCopySeconds = 0;
     double openSeconds = 0;
     double loadSeconds = 0;
     double copySeconds = 0;
@@ -242,6 +256,20 @@ void BM_LoadModules_MemoryMode(benchmark::State& state) {
             std::memcpy(copy.data(), binary.data(), copy.size());
             benchmark::ClobberMemory();
         });
+        callocCopySeconds += Seconds([&] {
+            const uint8_t* pSource = binary.data();
+            for (size_t i = 0; i < sizes.size(); ++i) {
+                blocks[i] = ZyraCalloc(1, sizes[i], kParserAllocCategory);
+                if (blocks[i] != nullptr) {
+                    std::memcpy(blocks[i], pSource, sizes[i]);
+                }
+                pSource += sizes[i];
+            }
+            benchmark::ClobberMemory();
+        });
+        for (void* pBlock : blocks) {
+            ZyraFree(pBlock);
+        }
         LoadingSetManager manager;
         openSeconds += Seconds([&] {
             loaded = manager.LoadBinaryParameters(binary.data(), binary.size()) && loaded;
@@ -254,6 +282,7 @@ void BM_LoadModules_MemoryMode(benchmark::State& state) {
     Zyra::Log::SetLogSink(nullptr, nullptr);
     SetCounters(state, loadSeconds, copySeconds, "memcpy");
     state.counters["open_to_memcpy"] = openSeconds / copySeconds;
+    state.counters["calloc_copy_to_memcpy"] = callocCopySeconds / copySeconds;
 }
 BENCHMARK(BM_LoadModules_MemoryMode)->Unit(benchmark::kMillisecond);
 
