@@ -185,19 +185,22 @@ uint64_t PackedBytes(const FieldDescriptor& field) {
 }
 
 // The fields from `first` on that follow each other without a gap in the structure and lie
-// packed in the file: returns the field after them, their bytes in `bytes`.
-uint32_t PackedRunEnd(const StructDescriptor& type, uint32_t first, uint64_t& bytes) {
-    bytes = 0;
+// packed in the file: returns the field after them, their bytes in `bytes`. In line, as it
+// runs for every field of every structure loaded.
+inline uint32_t PackedRunEnd(const StructDescriptor& type, uint32_t first, uint64_t& bytes) {
+    const uint64_t start = type.fields[first].offset;
+    uint64_t runBytes = 0;
     uint32_t end = first;
     while (end < type.fieldCount) {
         const FieldDescriptor& field = type.fields[end];
         const uint64_t fieldBytes = PackedBytes(field);
-        if (fieldBytes == 0 || field.offset != type.fields[first].offset + bytes) {
+        if (fieldBytes == 0 || field.offset != start + runBytes) {
             break;
         }
-        bytes += fieldBytes;
+        runBytes += fieldBytes;
         ++end;
     }
+    bytes = runBytes;
     return end;
 }
 
