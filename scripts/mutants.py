@@ -11,7 +11,10 @@ The mutation build (build/mutants) links the test programs against a shared libr
 every symbol visible and does not relink them when the library changes, so a mutant costs
 one object, one link and the tests.
 
-  scripts/mutants.py [--sample 150] [--seed 1] [--list] [--save FILE | --load FILE]
+  scripts/mutants.py [--sample 150] [--seed 1] [--list] [--save FILE | --load FILE] [--killers]
+
+With --killers every test runs on every mutant and the results name the tests that failed
+(`killedBy`): a test that kills nothing another test does not is a candidate for merging.
 
 scripts/mutation-sample.json is the stored sample of 150 (seed 1) that scores before and after
 a change to the tests are compared on: scripts/mutants.py --load scripts/mutation-sample.json
@@ -171,9 +174,19 @@ def configure():
     subprocess.run(["cmake", "--build", str(BUILD)], check=True, stdout=subprocess.DEVNULL)
 
 
-def test_command(timeout):
+def test_command(timeout, every_test=False):
     return ["ctest", "--test-dir", str(BUILD), "-j", str(os.cpu_count() or 2), "--timeout", str(timeout),
-            "--stop-on-failure", "-E", EXCLUDED_TESTS]
+            *([] if every_test else ["--stop-on-failure"]), "-E", EXCLUDED_TESTS]
+
+
+FAILED_LOG = BUILD / "Testing" / "Temporary" / "LastTestsFailed.log"
+
+
+def failed_tests():
+    """The tests the last run failed, as ctest lists them (`number:name` lines)."""
+    if not FAILED_LOG.exists():
+        return []
+    return sorted(line.split(":", 1)[1] for line in FAILED_LOG.read_text().splitlines() if ":" in line)
 
 
 def main():
@@ -185,6 +198,8 @@ def main():
     parser.add_argument("--save", help="write the sample to this JSON file")
     parser.add_argument("--load", help="run the sample stored in this JSON file")
     parser.add_argument("--results", help="write each mutant's outcome to this JSON file")
+    parser.add_argument("--killers", action="store_true",
+                        help="run every test on each mutant and record which failed (slower)")
     args = parser.parse_args()
 
     mutants = [tuple(m) for m in json.loads(Path(args.load).read_text())] if args.load else sample(args.sample, args.seed)
@@ -214,12 +229,15 @@ def main():
             if run(["cmake", "--build", str(BUILD)], 900) != 0:
                 outcome = "did not build"
             else:
-                outcome = "survived" if run(test_command(args.timeout), 1800) == 0 else "killed"
+                FAILED_LOG.unlink(missing_ok=True)
+                outcome = "survived" if run(test_command(args.timeout, args.killers), 1800) == 0 else "killed"
         finally:
             path.write_text(original)
             os.utime(path)
         outcomes.append({"file": rel, "line": n + 1, "operator": operator, "before": before, "after": after,
                          "outcome": outcome})
+        if args.killers and outcome == "killed":
+            outcomes[-1]["killedBy"] = failed_tests()
         if outcome == "survived":
             survivors.append(f"{rel}:{n + 1}: {before} -> {after}")
         print(f"[{index}/{len(mutants)}] {outcome:13} {rel}:{n + 1} [{operator}] "
