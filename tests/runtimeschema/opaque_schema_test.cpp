@@ -115,6 +115,8 @@ TEST(RuntimeSchema, AnOpaqueModuleWithASchemaAnswersByFieldAndKeepsItsBytes) {
     }
     // Too late once a binary is loaded; an update reads with the schemas of the set manager.
     EXPECT_FALSE(byCall.AddSchemaDirectory(dir.Path().c_str()));
+    EXPECT_TRUE(capture.Contains("Schema directory " + dir.Path() +
+                                 " is added after a load; it is ignored\n"));
     Written update = Binary(4.25f);
     EXPECT_TRUE(byCall.UpdateBinaryParameters(update.binary.data(), update.binary.size()));
     EXPECT_EQ(Values(byCall, "abf21_tfe", "gain"), "gain=4.25");

@@ -2,6 +2,7 @@
 // filed under their modes; the refusals of a file load.
 #include <gtest/gtest.h>
 
+#include "../parser_messages.h"
 #include "binwriter/tuning_binary_builder.h"
 #include "parser/setmanager/module_data.h"
 #include "set_manager_test_support.h"
@@ -75,6 +76,17 @@ TEST(SetManagerLoad, EveryVersionOnDemand) {
         EXPECT_EQ(pBlendAbc->u32, 22u);
         EXPECT_EQ(pPreviewDef->u32, 33u);
         EXPECT_EQ(manager.GetModeEntry("0.0|2.0|4.4"), pBlend);
+        // A module found below Default only warns at every lookup, a warm one too.
+        manager.SetLogging(true, true, false);
+        zyra_test::LogCapture capture;
+        for (int lookup = 0; lookup < 2; ++lookup) {
+            const Module* pDef = Get(manager, "def", "0.0|2.0");
+            EXPECT_EQ(pDef != nullptr ? pDef->u32 : 0, 33u);
+        }
+        EXPECT_EQ(parser_test::CountLogged(capture, "[WARNING]",
+                                           "GetModule def module not found in default "
+                                           "scenario (0.0), mode path: 0.0|2.0"),
+                  2);
     }
 }
 
