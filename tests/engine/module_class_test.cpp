@@ -206,7 +206,7 @@ TEST(Reflection, SetValueConvertsStoresListsAndRefusesWhatItCannotChange) {
     LoadedModule loaded;
     ASSERT_TRUE(loaded.Load());
     ParameterModule& m = *loaded.pModule;
-    const std::string longItem(200, '1');
+    const std::string longItem(129, '1');  // one character more than an item may have
     const std::string longList = longItem + ",3";
     struct Case {
         const char* pPath;

@@ -137,6 +137,8 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         {crlf, "abf_2_1_0.schema:16: 'lumatrope_abf21Type' has no end"},
         {Abf21(kFields + "  spare UInt16 as Float\n"),
          "abf_2_1_0.schema:17: only Int32 and UInt32 are held as Float"},
+        {Abf21(kFields + "  enum modeEnum 0-3 2\n"),
+         "abf_2_1_0.schema:17: '2' overlaps another value"},
         {Schema("abf_2_1_0", "2.1.3", "abf21_tfe", kFields),
          "abf_2_1_0.schema:7: version 2.1.3 of 'lumatrope_abf21Type' differs from the "
          "catalogue's 2.1.0"},

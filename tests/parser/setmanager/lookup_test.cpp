@@ -172,6 +172,12 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
         EXPECT_EQ(Value(manager, "x|y", "abc", "u32", false), "stale");
         EXPECT_EQ(Value(manager, "0.0|2.x", "abc", "u32", false), "stale");
         EXPECT_FALSE(manager.SetValue("0.0|2.x", "abc", "u32", "1"));
+        // A branch of no steps or a buffer of no room is refused before the buffer is touched.
+        char text[4] = "old";
+        const TuningMode root[] = {{0, 0, 0}};
+        EXPECT_FALSE(manager.GetValue(root, 0, "abc", "u32", text, sizeof(text)));
+        EXPECT_FALSE(manager.GetValue(root, 1, "abc", "u32", text, 0));
+        EXPECT_STREQ(text, "old");
 
         // Setting changes the selected instance, and pins its mode.
         EXPECT_TRUE(manager.SetValue(pBlend, "abc", "samples[1]", "9"));

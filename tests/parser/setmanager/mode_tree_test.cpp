@@ -127,7 +127,8 @@ TEST(SetManagerModePaths, ParsingAndPrintingInAllThreeForms) {
 }
 
 // Default; Usecase.Snapshot with Feature2 OISCapture below it and Feature2 HLG below that;
-// Usecase.Video linked to Snapshot, with its own child Scene.Night.
+// Usecase.Video linked to Snapshot, with its own child Scene.Night; last, below Snapshot, a
+// mode without a name (9.3).
 class SetManagerModeTree : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -138,6 +139,7 @@ protected:
         builder.AddMode(Record(4, 2, 2));
         builder.AddMode(Record(2, 2, 0, 1));
         builder.AddMode(Record(5, 5, 4));
+        builder.AddMode(Record(9, 3, 1));
         builder.AddModule("abc", {1, 0, 0}, 0, ValueBytes(builder, 1));
         builder.AddModule("abc", {1, 0, 0}, 2, ValueBytes(builder, 2));
         builder.AddModule("def", {1, 0, 0}, 1, ValueBytes(builder, 3));
@@ -185,7 +187,7 @@ TEST_F(SetManagerModeTree, BranchesGroupsAndLinks) {
     EXPECT_EQ(m_manager.GetModeEntry(4u)->FindModule("def"),
               m_manager.GetModeEntry(1u)->FindModule("def"));
     EXPECT_EQ(Children("0.0|2.2"), "Scene.Night");
-    EXPECT_EQ(Children("0.0|2.1"), "Feature2.OISCapture");
+    EXPECT_EQ(Children("0.0|2.1"), "Feature2.OISCapture,9.3");
     EXPECT_EQ(Children("nonsense"), "Usecase.Snapshot,Usecase.Video");
 
     char path[10] = "";
