@@ -14,6 +14,7 @@
 #include "log_capture.h"
 #include "module_values.h"
 #include "parser/setmanager/parameter_parser_info.h"
+#include "zyra/memory.h"
 
 namespace engine_test {
 namespace {
@@ -91,6 +92,26 @@ TEST(ModuleClass, CloneSharesNothingWithItsSourceAndOutlivesIt) {
         ASSERT_NE(pCopy, nullptr);
         EXPECT_NE(pCopy, pOriginal);
     }
+    // Out of memory part way, a clone leaves out what it could not copy and still shares
+    // nothing (the sanitizers see a double free otherwise).
+    for (uint32_t nth = 1; nth <= 12; ++nth) {
+        Zyra::Memory::FailNthAllocation(nth);
+        std::unique_ptr<enginetestTypeClass> pPartial(pSource->Clone());
+        Zyra::Memory::FailNthAllocation(0);
+        if (pPartial == nullptr) {
+            continue;
+        }
+        const std::pair<const void*, const void*> kept[] = {
+            {pSource->name, pPartial->name},
+            {pSource->samples, pPartial->samples},
+            {pSource->triggers, pPartial->triggers},
+            {pSource->regions, pPartial->regions},
+        };
+        for (const auto& [pOriginal, pCopy] : kept) {
+            EXPECT_TRUE(pCopy == nullptr || pCopy != pOriginal) << "allocation " << nth;
+        }
+    }
+    capture.Clear();
 
     // The source gives its memory back; the clone keeps every value, and frees its own copies
     // when deleted (the sanitizers see a use after free or a leak otherwise).
