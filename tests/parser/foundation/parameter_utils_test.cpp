@@ -81,7 +81,9 @@ TEST(ParameterUtilsWrite, StringNeedsRoomBeyondItsTerminator) {
     EXPECT_FALSE(ParameterUtils::WriteString("xy", buffer, 7, &position, true, nullptr));
     EXPECT_FALSE(ParameterUtils::WriteString(nullptr, buffer, 6, &position, true, nullptr));
     EXPECT_EQ(position, 5u);
-    EXPECT_EQ(CountLogged(capture, "[ERROR]", "Insufficient space in buffer to write string"), 2);
+    EXPECT_FALSE(ParameterUtils::WriteString("a", nullptr, 6, &position, true, nullptr));
+    EXPECT_FALSE(ParameterUtils::WriteString("a", buffer, 6, nullptr, true, nullptr));
+    EXPECT_EQ(CountLogged(capture, "[ERROR]", "Insufficient space in buffer to write string"), 4);
 }
 
 TEST(ParameterUtilsText, StringToDoubleAcceptsOnlyPlainDecimals) {
