@@ -109,6 +109,7 @@ TEST(SetManagerReplace, RefusalsLeaveTheRunningSetAsItWas) {
     EXPECT_FALSE(empty.UpdateBinaryParameters(update.data(), update.size()));
     EXPECT_STREQ(empty.GetError(),
                  "UpdateBinaryParameters failed, original parameter load is invalid");
+    EXPECT_FALSE(empty.UpdateParameters(&empty));
 
     TestSetManager manager;
     RegisterTree(manager);
@@ -126,6 +127,8 @@ TEST(SetManagerReplace, RefusalsLeaveTheRunningSetAsItWas) {
     EXPECT_EQ(Get(manager, "def", "0.0|2.0")->u32, 1033u);
     EXPECT_EQ(Get(manager, "ghi", "0.0|2.0"), nullptr);
     EXPECT_EQ(manager.UpdateSetCount(), 2u);
+    EXPECT_FALSE(manager.UpdateParameters(nullptr));
+    EXPECT_FALSE(manager.UpdateParameters(&empty));
 
     // Freeing what updates replaced leaves every module of the running tree alive: each is
     // read again, which the sanitizer build reports for a freed one.

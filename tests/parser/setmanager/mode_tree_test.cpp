@@ -239,6 +239,7 @@ TEST_F(SetManagerModeTree, ReferenceCountsAndActiveModes) {
     ParameterModule* pAbc = pRoot->FindModule("abc");
 
     zyra_test::LogCapture capture;
+    pSnapshot->AddReference(nullptr);
     pSnapshot->AddReference(pDef);
     pSnapshot->AddReference(pGhi);
     pSnapshot->AddReference(pGhi);
