@@ -86,6 +86,7 @@ TEST_F(VexPDLibraryEntryTest, FillsTablesOfAtLeast48BytesAndNothingElse) {
         VexPDLibraryEntry(&table);
         // Past the size and the word at 8: untouched when too small, else the four operations.
         EXPECT_EQ(std::memcmp(&table, &before, size < 48 ? sizeof(table) : 16), 0) << size;
+        EXPECT_EQ(m_log.Texts().front(), Entry("[ INFO]", 1028, "VexPDLibraryEntry"));
         EXPECT_EQ(m_log.Texts().back(),
                   size < 48 ? Entry("[ERROR]", 1055, "pCallBacks is smaller than expected")
                             : Entry("[ VERB]", 1074, "VexPDLibraryEntry enable2PDLibsMask 0"));
