@@ -92,6 +92,7 @@ TEST(ModuleClass, CloneSharesNothingWithItsSourceAndOutlivesIt) {
         ASSERT_NE(pCopy, nullptr);
         EXPECT_NE(pCopy, pOriginal);
     }
+    EXPECT_EQ(Errors(capture), Messages{});
     // Out of memory part way, a clone leaves out what it could not copy and still shares
     // nothing (the sanitizers see a double free otherwise).
     for (uint32_t nth = 1; nth <= 12; ++nth) {
