@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "engine_test_support.h"
+#include "failing_allocations.h"
 #include "log_capture.h"
 #include "module_values.h"
 #include "parser/setmanager/parameter_parser_info.h"
-#include "zyra/memory.h"
 
 namespace engine_test {
 namespace {
@@ -95,23 +95,23 @@ TEST(ModuleClass, CloneSharesNothingWithItsSourceAndOutlivesIt) {
     EXPECT_EQ(Errors(capture), Messages{});
     // Out of memory part way, a clone leaves out what it could not copy and still shares
     // nothing (the sanitizers see a double free otherwise).
-    for (uint32_t nth = 1; nth <= 12; ++nth) {
-        Zyra::Memory::FailNthAllocation(nth);
+    zyra_test::FailEachAllocation([&](const auto& begin, const auto& end) {
+        begin();
         std::unique_ptr<enginetestTypeClass> pPartial(pSource->Clone());
-        Zyra::Memory::FailNthAllocation(0);
-        if (pPartial == nullptr) {
-            continue;
+        const bool failed = end();
+        if (pPartial != nullptr) {
+            const std::pair<const void*, const void*> kept[] = {
+                {pSource->name, pPartial->name},
+                {pSource->samples, pPartial->samples},
+                {pSource->triggers, pPartial->triggers},
+                {pSource->regions, pPartial->regions},
+            };
+            for (const auto& [pOriginal, pCopy] : kept) {
+                EXPECT_TRUE(pCopy == nullptr || pCopy != pOriginal);
+            }
         }
-        const std::pair<const void*, const void*> kept[] = {
-            {pSource->name, pPartial->name},
-            {pSource->samples, pPartial->samples},
-            {pSource->triggers, pPartial->triggers},
-            {pSource->regions, pPartial->regions},
-        };
-        for (const auto& [pOriginal, pCopy] : kept) {
-            EXPECT_TRUE(pCopy == nullptr || pCopy != pOriginal) << "allocation " << nth;
-        }
-    }
+        return failed;
+    });
     capture.Clear();
 
     // The source gives its memory back; the clone keeps every value, and frees its own copies

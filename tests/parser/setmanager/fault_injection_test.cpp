@@ -12,40 +12,15 @@
 #include <vector>
 
 #include "binwriter/tuning_binary_builder.h"
+#include "failing_allocations.h"
 #include "log_capture.h"
 #include "set_manager_test_support.h"
 #include "temp_dir.h"
-#include "zyra/memory.h"
 
 namespace setmanager_test {
 namespace {
 
-// Far more allocations than any operation here makes.
-constexpr uint32_t kMaxAllocations = 5000;
-
-// Runs `run` with allocation 1, 2, 3 ... after its call of `begin` failing until a run no
-// longer reaches the failing one, and answers how many runs had a failure. `end` switches the
-// failures off and tells whether the failing allocation was reached; `run` answers that.
-template <typename Run>
-uint32_t FailEachAllocation(Run run) {
-    for (uint32_t nth = 1; nth <= kMaxAllocations; ++nth) {
-        SCOPED_TRACE("failing allocation " + std::to_string(nth));
-        uint64_t start = 0;
-        const auto begin = [&] {
-            start = Zyra::Memory::AllocationCount();
-            Zyra::Memory::FailNthAllocation(nth);
-        };
-        const auto end = [&] {
-            Zyra::Memory::FailNthAllocation(0);
-            return Zyra::Memory::AllocationCount() - start >= nth;
-        };
-        if (!run(begin, end) || ::testing::Test::HasFailure()) {
-            return nth - 1;
-        }
-    }
-    ADD_FAILURE() << "still failing after " << kMaxAllocations << " allocations";
-    return kMaxAllocations;
-}
+using zyra_test::FailEachAllocation;
 
 // The value of the module `pName` along `path`, the module given back; 0 when there is none.
 uint32_t ValueAt(TestSetManager& manager, const char* pName, const std::string& path) {
