@@ -12,12 +12,12 @@
 #include "afsoftwarestatelements.h"
 #include "binwriter/tuning_binary_builder.h"
 #include "bitml_set_manager.h"
+#include "failing_allocations.h"
 #include "fd_set_manager.h"
 #include "log_capture.h"
 #include "parser/setmanager/default_module.h"
 #include "temp_dir.h"
 #include "tuning_set_manager.h"
-#include "zyra/memory.h"
 #include "zyraflindices.h"
 
 namespace {
@@ -56,25 +56,25 @@ TEST(Catalogue, ManagersLogTheirLifeRefuseUnknownTypesAndFreeEveryPrototype) {
 
 TEST(Catalogue, ConstructionOutOfMemoryThrowsAndKeepsNothing) {
     zyra_test::LogCapture capture;
-    for (uint32_t nth = 1;; ++nth) {
-        SCOPED_TRACE(nth);
+    const uint32_t failed = zyra_test::FailEachAllocation([&](auto begin, auto end) {
         std::unique_ptr<fdSetManager> pManager;
-        Zyra::Memory::FailNthAllocation(nth);
+        begin();
         try {
             pManager.reset(new fdSetManager);
         } catch (const std::bad_alloc&) {
         }
-        Zyra::Memory::FailNthAllocation(0);
+        const bool reached = end();
+        EXPECT_EQ(pManager == nullptr, reached);
         if (pManager != nullptr) {
             // Once construction succeeds, it registered every name.
             char config[] = "fdconfigdata";
             char indices[] = "flIndices";
             EXPECT_NE(pManager->GetDefaultModule(config), nullptr);
             EXPECT_NE(pManager->GetDefaultModule(indices), nullptr);
-            EXPECT_GT(nth, 1u);
-            break;
         }
-    }
+        return reached;
+    });
+    EXPECT_GT(failed, 0u);
 }
 
 using Bytes = std::vector<uint8_t>;

@@ -6,12 +6,12 @@
 #include <string>
 
 #include "binwriter/tuning_binary_builder.h"
+#include "failing_allocations.h"
 #include "log_capture.h"
 #include "parser/file/parameter_binary_file.h"
 #include "parser/file/parameter_file_symbol_table.h"
 #include "symbol_table_support.h"
 #include "temp_dir.h"
-#include "zyra/memory.h"
 
 namespace {
 
@@ -93,24 +93,21 @@ TEST(DuplicateObjects, LoadsSurviveEveryFailedAllocation) {
     std::string path = dir.Write("dup.bin", bytes);
     std::set<std::string> errors;
     for (bool fromFile : {false, true}) {
-        for (uint32_t nth = 1;; ++nth) {
+        zyra_test::FailEachAllocation([&](auto begin, auto end) {
             TestSetManager setManager;
             TestModeTable modes(1);
             ParameterBinaryFile file(path.c_str(), nullptr, false);
             ParameterFileSymbolTable table(&setManager, VersionUnion(kVersion.Word()));
             zyra_test::LogCapture capture;
-            uint64_t before = Zyra::Memory::AllocationCount();
-            Zyra::Memory::FailNthAllocation(nth);
+            begin();
             LoadTable(table, bytes, kVersion, &modes, fromFile ? &file : nullptr,
                       fromFile ? path.c_str() : nullptr);
-            Zyra::Memory::FailNthAllocation(0);
+            const bool reached = end();
             for (const std::string& line : Lines(capture, "[ERROR]")) {
                 errors.insert(line);
             }
-            if (Zyra::Memory::AllocationCount() - before < nth) {
-                break;
-            }
-        }
+            return reached;
+        });
     }
     EXPECT_EQ(errors.count("[ERROR] Failed to allocate entry/lookup tables\n"), 1u);
     EXPECT_EQ(errors.count("[ERROR] Failed to allocate space for duplicates variable\n"), 1u);
