@@ -260,6 +260,8 @@ TEST(Reflection, SetValueConvertsStoresListsAndRefusesWhatItCannotChange) {
         {"lut", "1,2,3,4,5,6,7,8", true, "lut", "1,2,3,4,5,6"},
         {"lut", ",,9,", true, "lut", "1,2,9,4,5,6"},
         {"lut", longList.c_str(), true, "lut", "1,3,9,4,5,6"},
+        // An index at the end stands for no index: the whole list.
+        {"lut[6]", "8,7", true, "lut", "8,7,9,4,5,6"},
         {"colors", "1,2", true, "colors", "1,2,2"},
         {"corners[1].y", "8", true, "corners[1].y", "8"},
         {"corners[2].y", "9", false, "corners[1].y", "8"},

@@ -171,6 +171,13 @@ TEST_F(ParameterBinaryFileTest, ReferencesOpenAndCloseTheStreamAndSurviveAVanish
         EXPECT_EQ(file.Reference(-1), 0);
         ASSERT_EQ(unlink(m_path.c_str()), 0);
         EXPECT_EQ(file.Reference(2), 2);
+        EXPECT_EQ(ParserMessages(capture),
+                  (std::vector<std::string>{
+                      "[ERROR] FileReference Remove: -1, Ref Cnt: 0, Called when file was "
+                      "already closed\n",
+                      "[DEBUG] FileReference Adjust: 2, RefCount: 0, opening the file\n",
+                      "[ERROR] FileReference Adjust: 2, RefCount: 0, Failed to open binary file '" +
+                          m_path + "' errno: 2\n"}));
         unsigned char value[1];
         unsigned int position = 0;
         EXPECT_FALSE(file.Read(value, 0, &position, 1, 1));

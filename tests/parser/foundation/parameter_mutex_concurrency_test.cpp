@@ -98,6 +98,28 @@ TEST(ParameterMutexContention, AnyOtherReaderKeepsTheSoleReaderFromWritingWherev
     mutex.Unlock(true);
 }
 
+// A read refused without waiting leaves no hold behind: the next read is a real one.
+TEST(ParameterMutexContention, ARefusedTryReadTakesNothing) {
+    ParameterMutex mutex;
+    std::promise<void> writing;
+    std::promise<void> leave;
+    std::thread writer([&] {
+        mutex.Lock(false);
+        writing.set_value();
+        leave.get_future().wait();
+        mutex.Unlock(false);
+    });
+    writing.get_future().wait();
+    EXPECT_FALSE(mutex.TryLock(true));
+    leave.set_value();
+    writer.join();
+    mutex.Lock(true);
+    bool otherWrote = true;
+    std::thread([&] { otherWrote = mutex.TryLock(false); }).join();
+    EXPECT_FALSE(otherWrote);
+    mutex.Unlock(true);
+}
+
 TEST(ParameterMutexContention, OneThreadReadingManyLocksAtOnceHoldsEachAsItsOnlyReader) {
     constexpr int kLocks = 20;
     std::unique_ptr<ParameterMutex[]> mutexes(new ParameterMutex[kLocks]);

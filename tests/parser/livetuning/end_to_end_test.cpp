@@ -1,6 +1,10 @@
 // Every command over loopback against a loaded set manager, checked by its exact response,
 // one client at a time, and stopping with clients that hold their connection idle.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -10,6 +14,7 @@
 
 #include "../parser_messages.h"
 #include "live_tuning_test_support.h"
+#include "parser/livetuning/parameter_dialin_com.h"
 #include "parser/livetuning/parameter_dialin_custom_handler.h"
 #include "log_capture.h"
 
@@ -126,6 +131,23 @@ TEST(LiveTuningEndToEnd, CustomGoesToTheInstalledHandlerOrAnswersZero) {
     EXPECT_EQ(result->data, (std::vector<uint8_t>{0xff, 3, 2, 1}));
     EXPECT_EQ(echo.lastMax, 65523);
     EXPECT_TRUE(capture.Contains("Payload: FF030201..."));
+    // Printable data, up to '~', are logged as they are.
+    ASSERT_TRUE(served.client.Custom({'~', ' ', 'a'}));
+    EXPECT_TRUE(capture.Contains("Payload: a ~..."));
+}
+
+// A server whose port is taken, here or by a server of a test running beside this one, takes
+// the next free port above it.
+TEST(LiveTuningEndToEnd, ABusyPortMovesTheServerUp) {
+    const int holder = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(ParameterDialinCom::kDefaultPort);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    bind(holder, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    Served served;
+    EXPECT_GT(served.manager->Worker()->Port(), ParameterDialinCom::kDefaultPort);
+    close(holder);
 }
 
 TEST(LiveTuningEndToEnd, OneClientAtATimeAndStopWithIdleClients) {
