@@ -154,6 +154,8 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         dir.Write("abf_2_1_1.schema", Schema("abf_2_1_1", "2.1.1", "abf21_tfe_v2", kFields));
         std::ifstream compiled(std::string(ZYRA_SCHEMA_DIR) + "/gamma_1_6_1.schema");
         dir.Write("gamma_1_6_1.schema", std::string(std::istreambuf_iterator<char>(compiled), {}));
+        // A namespace no class of this set manager has is not read until a schema uses it.
+        dir.Write("unused_1_0_0.schema", "nonsense\n");
         zyra_test::LogCapture capture;
         TuningSetManager manager;
         const bool accepted = refused.problem == "does not fit";
