@@ -83,9 +83,12 @@ TEST(RuntimeSchema, AnOpaqueModuleWithASchemaAnswersByFieldAndKeepsItsBytes) {
     TuningSetManager fromPath;
     ::unsetenv("ZYRA_SCHEMA_PATH");
     TuningSetManager byCall;
+    EXPECT_FALSE(byCall.AddSchemaDirectory(nullptr));
     ASSERT_TRUE(byCall.AddSchemaDirectory(dir.Path().c_str()));
     EXPECT_EQ(Problems(capture),
-              (std::vector<std::string>{"[ERROR] Cannot read schema directory /nonexistent\n"}));
+              (std::vector<std::string>{
+                  "[ERROR] Cannot read schema directory /nonexistent\n",
+                  "[ERROR] AddSchemaDirectory called with a null directory\n"}));
 
     Written written = Binary(1.5f);
     for (TuningSetManager* pManager : {&fromPath, &byCall}) {
@@ -128,6 +131,8 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
         // The message, behind the path of the schema or of its folder.
         std::string problem;
     };
+    std::string useOfModules = Abf21(kFields);
+    useOfModules.replace(useOfModules.find("ispglobalelements"), 17, "abf_2_1_1");
     // Lines that end in CR LF, each pair one line break, and no "end" to the top structure.
     std::string crlf = Abf21(kFields).substr(0, Abf21(kFields).size() - 4);
     for (size_t at = crlf.find('\n'); at != std::string::npos; at = crlf.find('\n', at + 2)) {
@@ -135,6 +140,8 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
     }
     const std::vector<Case> cases{
         {crlf, "abf_2_1_0.schema:16: 'lumatrope_abf21Type' has no end"},
+        {useOfModules,
+         "abf_2_1_0.schema:5: 'abf_2_1_1' registers modules; only a shared namespace is used"},
         {Abf21(kFields + "  spare UInt16 as Float\n"),
          "abf_2_1_0.schema:17: only Int32 and UInt32 are held as Float"},
         {Abf21(kFields + "  enum modeEnum 0-3 2\n"),
