@@ -144,6 +144,8 @@ TEST(RuntimeSchema, RefusedSchemasLeaveOnlyTheirModuleOpaque) {
          "abf_2_1_0.schema:5: 'abf_2_1_1' registers modules; only a shared namespace is used"},
         {Abf21(kFields + "  spare UInt16 as Float\n"),
          "abf_2_1_0.schema:17: only Int32 and UInt32 are held as Float"},
+        {Abf21(kFields + "  spare_tab Int32 tab\n"),
+         "abf_2_1_0.schema:17: a tab field is '<name>_tab' over a fixed scalar array"},
         {Abf21(kFields + "  enum modeEnum 0-3 2\n"),
          "abf_2_1_0.schema:17: '2' overlaps another value"},
         {Schema("abf_2_1_0", "2.1.3", "abf21_tfe", kFields),

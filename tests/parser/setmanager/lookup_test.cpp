@@ -170,7 +170,10 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
                   std::string::npos);
         // Without a description the path is read as one field.
         EXPECT_EQ(Value(manager, pBlend, "abc.samples[1]", nullptr), "samples[1]=20");
+        EXPECT_EQ(Value(manager, pBlend, "abc.corners[1].y", nullptr), "y=4");
         EXPECT_EQ(Value(manager, pBlend, "abc.nope", nullptr, false), "");
+        EXPECT_EQ(Value(manager, pBlend, "abc.u32", nullptr), "u32=22");
+        EXPECT_EQ(Value(manager, pBlend, "nope", "u32", false), "");
         // A path that does not parse to its end names no mode, not the part before the fault.
         EXPECT_EQ(Value(manager, "x|y", "abc", "u32", false), "stale");
         EXPECT_EQ(Value(manager, "0.0|2.x", "abc", "u32", false), "stale");
@@ -203,6 +206,7 @@ TEST(TextAccess, ValuesAndDescriptionsOfTheSelectedInstance) {
         EXPECT_TRUE(Errors(capture).empty());
         EXPECT_FALSE(manager.GetInfo(nullptr, "abc", info));
         EXPECT_EQ(Errors(capture), (Texts{"[ERROR] GetInfo called with null or empty modeBranch"}));
+        EXPECT_FALSE(manager.GetInfo(pBlend, "nope", info));
     }
 }
 
