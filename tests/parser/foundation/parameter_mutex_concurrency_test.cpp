@@ -20,6 +20,29 @@ constexpr int kReaders = 18;
 constexpr int kIterations = 300;
 constexpr int kThreadsToCycleTheSlots = 40;
 
+// One side of a mutex held on a thread of its own from construction to destruction.
+class HeldElsewhere {
+public:
+    HeldElsewhere(ParameterMutex& mutex, bool isRead)
+        : m_thread([&mutex, isRead, this] {
+              mutex.Lock(isRead);
+              m_holding.set_value();
+              m_leave.get_future().wait();
+              mutex.Unlock(isRead);
+          }) {
+        m_holding.get_future().wait();
+    }
+    ~HeldElsewhere() {
+        m_leave.set_value();
+        m_thread.join();
+    }
+
+private:
+    std::promise<void> m_holding;
+    std::promise<void> m_leave;
+    std::thread m_thread;
+};
+
 TEST(ParameterMutexContention, ReadersNeverSeeAHalfWriteAndWritersAreAlone) {
     ParameterMutex mutex;
     uint64_t first = 0;
@@ -80,18 +103,10 @@ TEST(ParameterMutexContention, AnyOtherReaderKeepsTheSoleReaderFromWritingWherev
     mutex.Lock(true);
     // Each new thread is counted in another place, so one of them shares this thread's.
     for (int i = 0; i < kThreadsToCycleTheSlots; ++i) {
-        std::promise<void> reading;
-        std::promise<void> leave;
-        std::thread other([&] {
-            mutex.Lock(true);
-            reading.set_value();
-            leave.get_future().wait();
-            mutex.Unlock(true);
-        });
-        reading.get_future().wait();
-        EXPECT_FALSE(mutex.TryLock(false)) << i;
-        leave.set_value();
-        other.join();
+        {
+            HeldElsewhere other(mutex, true);
+            EXPECT_FALSE(mutex.TryLock(false)) << i;
+        }
         ASSERT_TRUE(mutex.TryLock(false)) << i;
         mutex.Unlock(false);
     }
@@ -101,18 +116,10 @@ TEST(ParameterMutexContention, AnyOtherReaderKeepsTheSoleReaderFromWritingWherev
 // A read refused without waiting leaves no hold behind: the next read is a real one.
 TEST(ParameterMutexContention, ARefusedTryReadTakesNothing) {
     ParameterMutex mutex;
-    std::promise<void> writing;
-    std::promise<void> leave;
-    std::thread writer([&] {
-        mutex.Lock(false);
-        writing.set_value();
-        leave.get_future().wait();
-        mutex.Unlock(false);
-    });
-    writing.get_future().wait();
-    EXPECT_FALSE(mutex.TryLock(true));
-    leave.set_value();
-    writer.join();
+    {
+        HeldElsewhere writer(mutex, false);
+        EXPECT_FALSE(mutex.TryLock(true));
+    }
     mutex.Lock(true);
     bool otherWrote = true;
     std::thread([&] { otherWrote = mutex.TryLock(false); }).join();
